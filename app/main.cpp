@@ -1,0 +1,179 @@
+#include "app/HeadlessFace.h"
+#include "console/BoardLogs.h"
+#include "console/DebugPane.h"
+#include "data/Board.h"
+#include "data/DemoBoard.h"
+#include "platform/PlatformSettings.h"
+#include "platform/SingleInstance.h"
+#include "platform/TerminationSignals.h"
+#include "server/NodeServices.h"
+#include "server/Server.h"
+#include "server/forms/GuiDialogs.h"
+#include "server/forms/MainWindow.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QFileInfo>
+
+#include <cstdio>
+#include <memory>
+
+namespace {
+
+void print(FILE* stream, const QString& text) {
+    const QByteArray bytes = (text + QLatin1Char('\n')).toUtf8();
+    std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stream);
+    std::fflush(stream);
+}
+
+const char* kUsage = "usage: keldts [--headless] [/RESETWINDOW]\n"
+                     "       keldts demo [DIR] [--port N] [--no-run] [--headless]\n"
+                     "       keldts ctl start|stop|offline|reload|exit|status\n";
+
+bool wantsHeadless(const QStringList& args) {
+    if (args.contains(QStringLiteral("--headless")))
+        return true;
+    return qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") && qEnvironmentVariableIsEmpty("DISPLAY") &&
+           qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+}
+
+int runControl(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    const QStringList args = app.arguments();
+    if (args.size() != 3) {
+        std::fputs(kUsage, stderr);
+        return 2;
+    }
+    QString reply;
+    if (!SingleInstance::request(args.at(2), &reply)) {
+        print(stderr, QStringLiteral("KELDTS is not running (no answer on %1)").arg(SingleInstance::socketPath()));
+        return 1;
+    }
+    print(stdout, reply);
+    return reply.startsWith(QLatin1String("unknown")) ? 2 : 0;
+}
+
+struct DemoRequest {
+    bool wanted = false;
+    bool run = true;
+    DemoBoardOptions options;
+};
+
+// Runs the server in the current directory until it is told to leave.
+int runServer(QCoreApplication& app, SingleInstance& instance, bool headless,
+              const QString& commandLine, int demoPort) {
+    const QString startDirectory = QDir::currentPath();
+    const PlatformSettings platform =
+        readPlatformSettings(QDir(startDirectory).filePath(QStringLiteral("KELDTS.INI")));
+    DebugPane pane;
+    BoardLogs logs(pane);
+    SystemClock clock;
+    NoNodeServices nodes;
+
+    std::unique_ptr<MainWindow> window;
+    std::unique_ptr<Dialogs> dialogs;
+    HeadlessFace headlessFace;
+    ConsoleFace* face = &headlessFace;
+    if (headless) {
+        dialogs = std::make_unique<DefaultAnswerDialogs>();
+        QObject::connect(&pane, &DebugPane::lineAppended, &app, [](const QString& line) { print(stdout, line); });
+    } else {
+        window = std::make_unique<MainWindow>(pane);
+        dialogs = std::make_unique<GuiDialogs>(window.get());
+        face = window.get();
+    }
+    Board board(clock, *dialogs, logs, platform);
+    Server server(board, logs, pane, nodes, *face);
+    if (window)
+        window->attach(&server, dialogs.get());
+    if (!server.load(commandLine, startDirectory))
+        return 1;
+    for (const QString& problem : platform.problems)
+        logs.writeDebugPane(logs.paneTime() + QStringLiteral(" : Not understood: ") + problem);
+    instance.setHandler([&server](const QString& command, std::function<void()>& after) {
+        return server.control(command, after);
+    });
+    TerminationSignals signalsWatcher;
+    QObject::connect(&signalsWatcher, &TerminationSignals::terminationRequested, &server, &Server::leaveUnattended);
+    QObject::connect(&server, &Server::exitRequested, &app, [&app](int code) { app.exit(code); }, Qt::QueuedConnection);
+    if (demoPort > 0)
+        print(stdout, QStringLiteral("KELDTS demo board is up. Connect with:  telnet localhost %1").arg(demoPort));
+    return app.exec();
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QStringList args;
+    for (int i = 0; i < argc; ++i)
+        args << QString::fromLocal8Bit(argv[i]);
+    if (args.size() > 1 && args.at(1) == QLatin1String("ctl"))
+        return runControl(argc, argv);
+
+    DemoRequest demo;
+    QStringList rest = args.mid(1);
+    if (!rest.isEmpty() && rest.first() == QLatin1String("demo")) {
+        demo.wanted = true;
+        demo.options.directory = QStringLiteral("demo-board");
+        demo.options.program = QFileInfo(args.first()).absoluteFilePath();
+        for (int i = 1; i < rest.size(); ++i) {
+            const QString& a = rest.at(i);
+            if (a == QLatin1String("--port") && i + 1 < rest.size())
+                demo.options.port = rest.at(++i).toInt();
+            else if (a == QLatin1String("--no-run"))
+                demo.run = false;
+            else if (a == QLatin1String("--headless"))
+                continue;
+            else if (!a.startsWith(QLatin1Char('-')))
+                demo.options.directory = a;
+            else {
+                std::fputs(kUsage, stderr);
+                return 2;
+            }
+        }
+        if (demo.options.port < 1 || demo.options.port > 65535) {
+            std::fputs(kUsage, stderr);
+            return 2;
+        }
+    } else if (!rest.isEmpty() && rest.first().startsWith(QLatin1String("--")) &&
+               rest.first() != QLatin1String("--headless")) {
+        std::fputs(kUsage, stderr);
+        return 2;
+    }
+
+    const bool headless = wantsHeadless(args);
+    std::unique_ptr<QCoreApplication> app;
+    if (headless)
+        app = std::make_unique<QCoreApplication>(argc, argv);
+    else
+        app = std::make_unique<QApplication>(argc, argv);
+
+    // The one-instance check comes before anything is written: a second start touches no file.
+    SingleInstance instance;
+    if (demo.run) {
+        QString error;
+        if (!instance.acquire(&error)) {
+            if (!error.isEmpty()) {
+                print(stderr, error);
+                return 1;
+            }
+            QString reply;
+            SingleInstance::request(QStringLiteral("activate"), &reply);
+            print(stdout, QStringLiteral("KELDTS is already running; it was asked to come to the front."));
+            return 0;
+        }
+    }
+    if (demo.wanted) {
+        QString error;
+        const QString main = writeDemoBoard(demo.options, &error);
+        if (main.isEmpty()) {
+            print(stderr, error);
+            return 1;
+        }
+        print(stdout, QStringLiteral("Demo board written to %1").arg(QDir::toNativeSeparators(main)));
+        if (!demo.run)
+            return 0;
+        QDir::setCurrent(main);
+    }
+    return runServer(*app, instance, headless, rest.join(QLatin1Char(' ')), demo.wanted ? demo.options.port : 0);
+}

@@ -1,0 +1,83 @@
+#include "console/BoardLogs.h"
+
+#include "platform/Cp437.h"
+
+#include <QFile>
+#include <QLocale>
+
+#include <cerrno>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+bool appendBytes(const QString& path, const QByteArray& bytes) {
+    const int fd = ::open(QFile::encodeName(path).constData(),
+                          O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
+    if (fd < 0)
+        return false;
+    qsizetype done = 0;
+    bool ok = true;
+    while (ok && done < bytes.size()) {
+        const ssize_t n = ::write(fd, bytes.constData() + done, static_cast<size_t>(bytes.size() - done));
+        if (n < 0 && errno == EINTR)
+            continue;
+        ok = n > 0;
+        done += n > 0 ? n : 0;
+    }
+    return ::close(fd) == 0 && ok;
+}
+
+// Replaces `target` with a copy of `source` through a new file, so that a crash leaves the old
+// copy or the new one and never half of either.
+bool copyOver(const QString& source, const QString& target) {
+    const QString temporary = target + QStringLiteral(".NEW");
+    QFile::remove(temporary);
+    return QFile::copy(source, temporary) && ::rename(QFile::encodeName(temporary).constData(),
+                                                      QFile::encodeName(target).constData()) == 0;
+}
+
+const QByteArray kHeader = "KELDTS Event Log\r\n" + QByteArray(79, '-') +
+                           "\r\nDate           Time      Description\r\n" + QByteArray(79, '-') + "\r\n";
+
+} // namespace
+
+QString BoardLogs::paneTime() const {
+    const QDateTime now = board_ ? board_->clock.now() : QDateTime::currentDateTime();
+    return now.toString(QStringLiteral("HH:mm:ss"));
+}
+
+void BoardLogs::writeDebugPane(const QString& line) { pane_.append(line); }
+
+bool BoardLogs::appendEventLog(const QString& message) {
+    if (!board_ || board_->sysPaths.str("main").isEmpty())
+        return true;
+    const QString log = board_->filePath("main", QStringLiteral("KELDTS.LOG"));
+    const qint32 limit = board_->serverConfig.i32("maxlogsize");
+    if (limit >= 1 && QFile::exists(log) && QFile(log).size() > limit) {
+        if (!copyOver(log, board_->filePath("main", QStringLiteral("KELDTS.OLD"))) || !QFile::remove(log))
+            return false;
+    }
+    if (!QFile::exists(log) && !appendBytes(log, kHeader))
+        return false;
+    const QString stamp = QLocale::c().toString(board_->clock.now(), QStringLiteral("ddd yyyy-MM-dd HH:mm:ss  "));
+    return appendBytes(log, cp437::fromUnicode(stamp + message) + "\r\n");
+}
+
+void BoardLogs::writeEventLog(const QString& message) {
+    if (appendEventLog(message))
+        return;
+    // One report per failed write: the report itself goes to the same file and may fail too.
+    if (reportingFailure_)
+        return;
+    reportingFailure_ = true;
+    writeDebugPane(QStringLiteral("Error: Error While Writing To BBS.LOG"));
+    appendEventLog(QStringLiteral("Error While Writing to BBS.LOG"));
+    reportingFailure_ = false;
+}
+
+bool BoardLogs::writeBbsLog(const QString& line) {
+    if (!board_)
+        return false;
+    return appendBytes(board_->filePath("dat", QStringLiteral("BBS.LOG")), cp437::fromUnicode(line) + "\r\n");
+}

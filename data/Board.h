@@ -1,0 +1,65 @@
+#pragma once
+
+#include "data/RecordLayout.h"
+#include "data/SettingsRecords.h"
+#include "platform/Clock.h"
+#include "platform/Dialogs.h"
+#include "platform/PlatformSettings.h"
+
+#include <QDate>
+#include <QDateTime>
+#include <QString>
+
+// Where the server reports what it does: the debug pane and the event log. The console
+// provides the real sinks; the board's logic only words the lines.
+class LogSinks {
+public:
+    virtual ~LogSinks() = default;
+    virtual void writeDebugPane(const QString& line) = 0;
+    virtual void writeEventLog(const QString& message) = 0;
+    // "Error: " + text to the pane, the text alone to the event log.
+    void reportError(const QString& text) {
+        writeDebugPane(QStringLiteral("Error: ") + text);
+        writeEventLog(text);
+    }
+};
+
+// Run states of the server.
+enum ServerState : qint16 {
+    StateStarting = -2,
+    StateShuttingDown = -1,
+    StateStopped = 0,
+    StateOnline = 1,
+    StateOffline = 2,
+};
+
+// Everything that lives as long as the server does: the settings images, where the board lies
+// on this machine, and the run state. Passed to whoever needs it; there are no globals.
+class Board {
+public:
+    static constexpr const char* kVersion = "2.6.060524";
+
+    Board(const Clock& clock, Dialogs& dialogs, LogSinks& logs, PlatformSettings platform)
+        : clock(clock), dialogs(dialogs), logs(logs), platform(std::move(platform)) {}
+
+    // A directory field of SYSPATHS.CFG (trimmed) joined with a file name, resolved to a native
+    // path through the drive map. Relative paths are taken from the current directory.
+    QString filePath(std::string_view directoryField, const QString& name) const;
+    QString directoryPath(std::string_view directoryField) const;
+
+    const Clock& clock;
+    Dialogs& dialogs;
+    LogSinks& logs;
+    PlatformSettings platform;
+
+    Record sysPaths{sysPathsLayout()};
+    Record mainConfig{mainConfigLayout()};
+    Record serverConfig{serverConfigLayout()};
+    Record windowState{windowStateLayout()};
+
+    qint16 serverState = StateStarting;
+    // The admission lock: 0 free, 101 while a node is searched, else the node being admitted.
+    qint16 pendingNode = 0;
+    QDateTime startTime;
+    QDate displayDate;
+};

@@ -1,0 +1,84 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+#include <span>
+#include <string_view>
+
+enum class FieldType { I16, I32, F32, Str, Chr };
+
+struct Field {
+    std::string_view name;
+    int offset;
+    FieldType type;
+    int width;
+};
+
+// A packed, little-endian, fixed-length record as the DOS programs lay it out. Every reader,
+// writer, form and test works from one of these tables.
+struct RecordLayout {
+    std::string_view fileName;
+    int length;
+    std::span<const Field> fields;
+
+    const Field* find(std::string_view name) const;
+    // True when the fields follow each other with no gap or overlap and fill the record.
+    bool isContiguous() const;
+};
+
+constexpr bool fieldsAreContiguous(std::span<const Field> fields, int length) {
+    int next = 0;
+    for (const Field& f : fields) {
+        const int width = f.type == FieldType::I16   ? 2
+                          : f.type == FieldType::I32 ? 4
+                          : f.type == FieldType::F32 ? 4
+                          : f.type == FieldType::Chr ? 1
+                                                     : f.width;
+        if (f.offset != next || width != f.width)
+            return false;
+        next += width;
+    }
+    return next == length;
+}
+
+// One record's bytes with access by field name. Unknown names are programming errors and stop
+// the program in every build, since a silent wrong offset would corrupt a board file.
+class Record {
+public:
+    explicit Record(const RecordLayout& layout);
+
+    const RecordLayout& layout() const { return *layout_; }
+    const QByteArray& bytes() const { return bytes_; }
+    QByteArray& bytes() { return bytes_; }
+
+    // Text fields blank, numbers zero: the state a read beyond the end of a file leaves.
+    void clear();
+
+    qint16 i16(std::string_view name) const;
+    qint32 i32(std::string_view name) const;
+    float f32(std::string_view name) const;
+    int chr(std::string_view name) const;
+    // The text trimmed of blanks on both sides; NUL bytes are not blanks and stay.
+    QByteArray str(std::string_view name) const;
+    // The same, as a person reads it (CP437).
+    QString text(std::string_view name) const;
+
+    void setI16(std::string_view name, qint16 value);
+    void setI32(std::string_view name, qint32 value);
+    void setF32(std::string_view name, float value);
+    void setChr(std::string_view name, int code);
+    // Cut to the field's width, padded with blanks.
+    void setStr(std::string_view name, const QByteArray& value);
+    void setText(std::string_view name, const QString& value);
+
+private:
+    const Field& field(std::string_view name, FieldType type) const;
+    char* at(const Field& f) { return bytes_.data() + f.offset; }
+    const char* at(const Field& f) const { return bytes_.constData() + f.offset; }
+
+    const RecordLayout* layout_;
+    QByteArray bytes_;
+};
+
+QByteArray trimBlanks(const QByteArray& text);

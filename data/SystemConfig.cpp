@@ -1,0 +1,166 @@
+#include "data/SystemConfig.h"
+
+#include "data/RecordFile.h"
+#include "data/TimeRules.h"
+#include "platform/DosPath.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+namespace {
+
+const QString kCannotLoad = QStringLiteral("Error While Loading KELDTS.CFG");
+
+ConfigLoad fatal(const QString& text) { return {true, text}; }
+
+void applyDefault(Record& record, const ServerConfigDefault& d, const QDate& today) {
+    const Field* f = record.layout().find(d.name);
+    switch (f->type) {
+    case FieldType::I16:
+        record.setI16(d.name, static_cast<qint16>(d.number));
+        break;
+    case FieldType::I32:
+        record.setI32(d.name, d.number);
+        break;
+    default:
+        record.setStr(d.name, d.text == "today" ? today.toString(QStringLiteral("yyMMdd")).toLatin1()
+                                               : QByteArray(d.text.data(), qsizetype(d.text.size())));
+        break;
+    }
+}
+
+// Steps that need the paths known: everything about KELDTS.CFG. Returns false on a file error,
+// which leaves the rest of the load undone, as the board always has.
+bool loadServerConfig(Board& board) {
+    const QDate today = board.clock.now().date();
+    const QString path = board.filePath("main", QStringLiteral("KELDTS.CFG"));
+    QString error;
+    if (!QFileInfo(path).isFile() && !recordfile::write(path, 1, newServerConfig(today), &error))
+        return false;
+    const qint64 length = recordfile::size(path);
+    if (length < 0 || !recordfile::read(path, 1, board.serverConfig, &error))
+        return false;
+    Record& cfg = board.serverConfig;
+    for (const ServerConfigDefault& d : serverConfigDefaults()) {
+        if (length >= d.threshold)
+            continue;
+        applyDefault(cfg, d, today);
+        // An installation upgrading from an older file keeps its old node handling.
+        if (d.name == "autoload" || d.name == "autoconfig")
+            cfg.setI16(d.name, 0);
+    }
+    if (length < cfg.layout().length && !recordfile::write(path, 1, cfg, &error))
+        return false;
+    return true;
+}
+
+void correctServerConfig(Board& board) {
+    Record& cfg = board.serverConfig;
+    const QString title = QStringLiteral("KELDTS - Information");
+    if (cfg.i16("startnode") < 1) {
+        board.dialogs.message(title, QStringLiteral("Starting node is less than one!"),
+                              MessageIcon::Information);
+        cfg.setI16("startnode", 1);
+    }
+    if (cfg.i16("startnode") > 99) {
+        board.dialogs.message(
+            title, QStringLiteral("Starting node is greater than the maximum number of connections!"),
+            MessageIcon::Information);
+        cfg.setI16("startnode", 1);
+    }
+    if (cfg.i16("maxconnections") < 1)
+        cfg.setI16("maxconnections", 1);
+    const int start = cfg.i16("startnode");
+    if (start + cfg.i16("maxconnections") - 1 > 100)
+        cfg.setI16("maxconnections", static_cast<qint16>(100 - start + 1));
+    const int channels = board.mainConfig.i16("maxchannelno");
+    if (start + cfg.i16("maxconnections") - 1 > channels)
+        cfg.setI16("maxconnections", static_cast<qint16>(channels - start + 1));
+    const qint32 logSize = cfg.i32("maxlogsize");
+    if (logSize < 0)
+        cfg.setI32("maxlogsize", 1048576);
+    else if (logSize >= 1 && logSize <= 1023)
+        cfg.setI32("maxlogsize", 1024);
+    if (cfg.i16("netfosssleep") == 0)
+        cfg.setI16("netfosssleep", 20);
+    if (cfg.i16("netfossdelay") == 0)
+        cfg.setI16("netfossdelay", 100);
+    if (cfg.i16("netfossbuffer") == 0)
+        cfg.setI16("netfossbuffer", 100);
+}
+
+} // namespace
+
+Record newServerConfig(const QDate& today) {
+    Record record(serverConfigLayout());
+    for (const ServerConfigDefault& d : serverConfigDefaults())
+        applyDefault(record, d, today);
+    return record;
+}
+
+ConfigLoad loadSystemConfig(Board& board) {
+    const QString sysPathsFile = QDir::current().absoluteFilePath(QStringLiteral("SYSPATHS.CFG"));
+    if (!QFileInfo(sysPathsFile).isFile())
+        return fatal(QStringLiteral(
+            "Cannot find SYSPATHS.CFG! Make sure KELDTS is in your KELD main directory."));
+    QString error;
+    if (!recordfile::read(sysPathsFile, 1, board.sysPaths, &error))
+        return fatal(error);
+    board.sysPaths.setStr("main", board.sysPaths.str("main"));
+
+    for (std::string_view field : sysPathDirectoryFields()) {
+        const QString dosPath = board.sysPaths.text(field);
+        if (dosPath.isEmpty())
+            continue;
+        const ResolvedPath resolved =
+            resolveDosPath(board.platform.drives, dosPath, QDir::currentPath());
+        if (!resolved.ok())
+            return fatal(unmappedDriveMessage(resolved.unmappedDrive, dosPath));
+    }
+
+    const QString mainDos = board.sysPaths.text("main");
+    const QString mainDir = board.directoryPath("main");
+    if (mainDos.isEmpty() || !QFileInfo(mainDir).isDir())
+        return fatal(mainDos + QStringLiteral(" is an invalid directory! Check your path settings in KConfig."));
+    if (!QDir::setCurrent(mainDir))
+        return fatal(mainDos + QStringLiteral(" is an invalid directory! Check your path settings in KConfig."));
+
+    const QString mainCfg = board.filePath("main", QStringLiteral("MAIN.CFG"));
+    const QString missingMain = QStringLiteral("Cannot find ") + mainDos +
+                                QStringLiteral("\\MAIN.CFG! Check your path settings in KConfig.");
+    if (!QFileInfo(mainCfg).isFile())
+        return fatal(missingMain);
+    if (!recordfile::read(mainCfg, 1, board.mainConfig, &error))
+        return fatal(missingMain + QStringLiteral(" (") + error + QLatin1Char(')'));
+    board.mainConfig.setText("netlowtime", normalizeTime(board.mainConfig.text("netlowtime")));
+    board.mainConfig.setText("nethightime", normalizeTime(board.mainConfig.text("nethightime")));
+    if (board.mainConfig.i16("maxchannelno") > 100)
+        board.mainConfig.setI16("maxchannelno", 100);
+
+    if (!loadServerConfig(board)) {
+        board.logs.reportError(kCannotLoad);
+        return {};
+    }
+    correctServerConfig(board);
+    return {};
+}
+
+void saveServerConfig(Board& board) {
+    QString error;
+    if (!recordfile::write(board.filePath("main", QStringLiteral("KELDTS.CFG")), 1,
+                           board.serverConfig, &error))
+        board.logs.reportError(QStringLiteral("Error While Saving KELDTS.CFG"));
+}
+
+void writeServerVersion(Board& board) {
+    const QString path = board.filePath("main", QStringLiteral("KTSDATA.DAT"));
+    Record data(serverDataLayout());
+    QString error;
+    bool ok = !QFileInfo::exists(path) || recordfile::read(path, 1, data, &error);
+    if (ok) {
+        data.setStr("serverversion", Board::kVersion);
+        ok = recordfile::write(path, 1, data, &error);
+    }
+    if (!ok)
+        board.logs.reportError(QStringLiteral("Error While Updating KTSDATA.DAT"));
+}

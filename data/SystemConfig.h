@@ -1,0 +1,25 @@
+#pragma once
+
+#include "data/Board.h"
+
+#include <QString>
+
+// The outcome of loading the settings. A fatal outcome ends the program after its box.
+struct ConfigLoad {
+    bool fatal = false;
+    QString text;
+};
+
+// Reads SYSPATHS.CFG from the current directory, moves into the board's main directory, reads
+// MAIN.CFG and KELDTS.CFG (upgrading a short KELDTS.CFG on disk) and corrects out-of-range
+// settings in memory. Boxes for the corrections go through the board's dialogs.
+ConfigLoad loadSystemConfig(Board& board);
+
+// Writes the KELDTS.CFG image as it stands in memory.
+void saveServerConfig(Board& board);
+
+// Puts this build's version into KTSDATA.DAT, keeping the node programs' bytes around it.
+void writeServerVersion(Board& board);
+
+// The KELDTS.CFG record a new installation gets; `today` fills `eventbatchdate`.
+Record newServerConfig(const QDate& today);

@@ -1,0 +1,33 @@
+#include "data/TimeRules.h"
+
+long long leadingNumber(QStringView text) {
+    qsizetype i = 0;
+    while (i < text.size() && text[i].isSpace())
+        ++i;
+    bool negative = false;
+    if (i < text.size() && (text[i] == QLatin1Char('-') || text[i] == QLatin1Char('+'))) {
+        negative = text[i] == QLatin1Char('-');
+        ++i;
+    }
+    long long value = 0;
+    for (; i < text.size() && text[i] >= QLatin1Char('0') && text[i] <= QLatin1Char('9'); ++i) {
+        if (value < 1'000'000'000'000LL)
+            value = value * 10 + (text[i].unicode() - '0');
+    }
+    return negative ? -value : value;
+}
+
+QString normalizeTime(const QString& text) {
+    const QString trimmed = text.trimmed();
+    const qsizetype colon = trimmed.indexOf(QLatin1Char(':'));
+    const QString hoursText = colon < 0 ? trimmed : trimmed.left(colon);
+    const QString minutesText = colon < 0 ? QString() : trimmed.mid(colon + 1);
+    if (hoursText.trimmed().isEmpty())
+        return QStringLiteral("00:00");
+    const long long hours = leadingNumber(hoursText);
+    const long long minutes = leadingNumber(minutesText);
+    const auto part = [](long long value, long long limit) {
+        return QString::number(value >= 0 && value <= limit ? value : 0).rightJustified(2, QLatin1Char('0'));
+    };
+    return part(hours, 23) + QLatin1Char(':') + part(minutes, 59);
+}

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "data/WindowState.h"
+#include "server/RunState.h"
+
+#include <QPoint>
+#include <QString>
+
+// What the server asks of the window it runs in: the desktop's main form, or nothing at all
+// when it runs headless.
+class ConsoleFace {
+public:
+    virtual ~ConsoleFace() = default;
+    virtual ScreenGeometry geometry() const = 0;
+    virtual QPoint position() const = 0;
+    virtual void place(const WindowPlacement& placement) = 0;
+    virtual void setMinimized(bool minimized) = 0;
+    virtual void applyRunState(const RunStateView& view) = 0;
+    virtual void trayAdd(const QString& tip, int icon) = 0;
+    virtual void trayModify(const QString& tip, int icon) = 0;
+    virtual void trayRemove() = 0;
+    virtual void setBanner(const QString& text) = 0;
+    virtual void showForm() = 0;
+    virtual void bringToFront() = 0;
+    virtual void hideForm() = 0;
+    virtual void beep() = 0;
+};

@@ -1,0 +1,34 @@
+#include "server/RunState.h"
+
+#include "data/Board.h"
+
+RunStateView runStateView(int state) {
+    using P = RunStateView::Picture;
+    switch (state) {
+    case StateStopped:
+        return {P::Red, true, false, true, 102};
+    case StateOnline:
+        return {P::Green, false, true, true, 101};
+    case StateOffline:
+        return {P::Yellow, true, true, false, 103};
+    default:
+        return {};
+    }
+}
+
+QString runStateName(int state) {
+    switch (state) {
+    case StateStarting:
+        return QStringLiteral("starting -2");
+    case StateShuttingDown:
+        return QStringLiteral("exiting -1");
+    case StateStopped:
+        return QStringLiteral("stopped 0");
+    case StateOnline:
+        return QStringLiteral("online 1");
+    case StateOffline:
+        return QStringLiteral("offline 2");
+    default:
+        return QStringLiteral("unknown %1").arg(state);
+    }
+}

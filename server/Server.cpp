@@ -1,0 +1,286 @@
+#include "server/Server.h"
+
+#include "data/SystemConfig.h"
+#include "server/Admission.h"
+#include "server/CommandLine.h"
+#include "server/LegacyFiles.h"
+#include "server/TelnetListener.h"
+
+#include <QCoreApplication>
+#include <QFile>
+
+#include <unistd.h>
+
+namespace {
+const QString kErrorTitle = QStringLiteral("KELDTS - Error");
+}
+
+Server::Server(Board& board, BoardLogs& logs, DebugPane& pane, NodeServices& nodes,
+               ConsoleFace& face, QObject* parent)
+    : QObject(parent), board_(board), logs_(logs), pane_(pane), nodes_(nodes), face_(face),
+      listener_(new TelnetListener(this)) {
+    timer1_.setInterval(1000);
+    timer2_.setInterval(500);
+    timer3_.setInterval(60000);
+    timer4_.setInterval(1000);
+    connect(&timer1_, &QTimer::timeout, this, &Server::lockTick);
+    connect(&timer2_, &QTimer::timeout, this, &Server::watchdogTick);
+    connect(&timer3_, &QTimer::timeout, this, &Server::minuteTick);
+    connect(&timer4_, &QTimer::timeout, this, &Server::secondTick);
+    connect(listener_, &TelnetListener::connectionRequest, this, &Server::onConnectionRequest);
+    context_ = std::make_unique<AdmissionContext>(AdmissionContext{
+        board_, logs_, nodes_, [this](const QString& ip) { return ipFilter_(ip); },
+        [this] { face_.beep(); }, [this] { timer1_.start(); }});
+}
+
+Server::~Server() = default;
+
+quint16 Server::listeningPort() const { return listener_->isListening() ? listener_->serverPort() : 0; }
+
+bool Server::timerActive(int number) const {
+    switch (number) {
+    case 1:
+        return timer1_.isActive();
+    case 2:
+        return timer2_.isActive();
+    case 3:
+        return timer3_.isActive();
+    case 4:
+        return timer4_.isActive();
+    default:
+        return false;
+    }
+}
+
+bool Server::load(const QString& commandLine, const QString& startDirectory) {
+    board_.pendingNode = 1;
+    board_.serverState = StateStarting;
+    board_.startTime = board_.clock.now();
+    board_.displayDate = board_.startTime.date();
+    logs_.attach(&board_);
+    removeLegacyFiles(startDirectory);
+    const ConfigLoad loaded = loadSystemConfig(board_);
+    if (loaded.fatal) {
+        board_.dialogs.message(kErrorTitle, loaded.text, MessageIcon::Stop);
+        return false;
+    }
+    const ScreenGeometry geometry = face_.geometry();
+    WindowPlacement placement = loadWindowState(board_, geometry);
+    writeServerVersion(board_);
+    if (board_.serverConfig.i16("mintotray") == 1)
+        face_.trayAdd(QStringLiteral("KELDTS - Online"), 101);
+    if (getCommandSwitch(commandLine, QStringLiteral("/RESETWINDOW")).isEmpty()) {
+        face_.place(placement);
+        if (board_.windowState.i16("windowminimized") == 1)
+            face_.setMinimized(true);
+    } else if (board_.serverConfig.i16("savewindowpos") == 1) {
+        board_.serverConfig.setI16("savewindowpos", 0);
+        saveServerConfig(board_);
+        placement = loadWindowState(board_, geometry);
+        face_.place(placement);
+    }
+    recordedPosition_ = face_.position();
+    board_.serverState = StateOnline;
+    face_.applyRunState(runStateView(StateOnline));
+    nodes_.refreshNodeList();
+    nodes_.deleteAllNodeFiles();
+    timer1_.start();
+    timer2_.start();
+    timer3_.start();
+    timer4_.start();
+    startListening();
+    face_.setBanner(QStringLiteral("KELDTS [%1] executed @ %2 %3\r\n%4")
+                        .arg(QString::fromLatin1(Board::kVersion),
+                             board_.startTime.toString(QStringLiteral("HH:mm:ss")),
+                             board_.startTime.toString(QStringLiteral("MM/dd/yyyy")),
+                             QStringLiteral("https://keldts.example.org")));
+    pane_.clear();
+    logs_.writeEventLog(QStringLiteral("--- KELDTS v%1 Loaded").arg(QString::fromLatin1(Board::kVersion)));
+    face_.showForm();
+    emit runStateChanged(board_.serverState);
+    return true;
+}
+
+void Server::startListening() {
+    listener_->close();
+    const auto port = static_cast<quint16>(board_.serverConfig.i16("telnetport"));
+    if (listener_->listen(QHostAddress::Any, port))
+        return;
+    const bool privileged = port < 1024 && ::geteuid() != 0 &&
+                            listener_->serverError() == QAbstractSocket::SocketAccessError;
+    const QString text =
+        privileged ? QStringLiteral("The Telnet listen port %1 is a privileged port (below 1024) "
+                                    "that this user may not open. Run KELDTS with the "
+                                    "CAP_NET_BIND_SERVICE capability or choose a Telnet Port "
+                                    "of 1024 or above.")
+                         .arg(port)
+                   : QStringLiteral("The Telnet listen port is being used by another application.");
+    board_.dialogs.message(kErrorTitle, text, MessageIcon::Exclamation);
+}
+
+void Server::setRunState(int state, const QString& paneText, const QString& logText) {
+    const RunStateView view = runStateView(state);
+    face_.applyRunState(view);
+    face_.trayModify(QString(), view.trayIcon);
+    board_.serverState = static_cast<qint16>(state);
+    logs_.writeDebugPane(logs_.paneTime() + QStringLiteral(" : ") + paneText);
+    logs_.writeEventLog(logText);
+    emit runStateChanged(state);
+}
+
+void Server::serverStart() {
+    setRunState(StateOnline, QStringLiteral("Server has Resumed Normal Operation"),
+                QStringLiteral("Server has Resumed Normal Operation [1]"));
+}
+
+void Server::serverStop() {
+    setRunState(StateStopped, QStringLiteral("Server has Stopped Accepting Connections"),
+                QStringLiteral("Server has Stopped Accepting Connections [0]"));
+}
+
+void Server::serverOffline() {
+    setRunState(StateOffline, QStringLiteral("Server is now in Offline Mode"),
+                QStringLiteral("Server is now in Offline Mode [2]"));
+}
+
+void Server::reloadConfig() {
+    const ConfigLoad loaded = loadSystemConfig(board_);
+    if (loaded.fatal) {
+        onFatal(loaded.text);
+        return;
+    }
+    loadWindowState(board_, face_.geometry());
+    if (!nodes_.isNodeInUse(0))
+        startListening();
+    nodes_.refreshNodeList();
+}
+
+void Server::onFatal(const QString& text) {
+    board_.dialogs.message(kErrorTitle, text, MessageIcon::Stop);
+    board_.serverState = StateShuttingDown;
+    emit exitRequested(1);
+}
+
+bool Server::queryUnload(CloseReason reason, Dialogs& answers) {
+    if (board_.serverState == StateShuttingDown)
+        return true;
+    if (reason == CloseReason::CloseButton && board_.serverConfig.i16("closetotaskbar") == 1) {
+        face_.setMinimized(true);
+        return false;
+    }
+    if (nodes_.isNodeInUse(0)) {
+        const QString title = QStringLiteral("KELDTS Shutdown");
+        if (!answers.askYesNo(title, QStringLiteral("KELDTS detects there are BBS nodes in use!\r\nDo you want to proceed?"), false))
+            return false;
+        if (answers.askYesNo(title, QStringLiteral("Do you wish to force all nodes to close before exiting?"), false)) {
+            const int last = board_.mainConfig.i16("maxchannelno");
+            for (int node = 1; node <= last && nodes_.isNodeInUse(0); ++node) {
+                if (!nodes_.isNodeInUse(node) || !nodes_.killProcessTree(nodes_.nodeProcessId(node)))
+                    continue;
+                nodes_.resetNodeRecord(node);
+                nodes_.deleteNodeFiles(node);
+                QFile::remove(board_.filePath("main", QStringLiteral("KTSN%1.BAT").arg(node)));
+            }
+        }
+    }
+    board_.serverState = StateShuttingDown;
+    for (QTimer* timer : {&timer1_, &timer2_, &timer3_, &timer4_})
+        timer->stop();
+    saveWindowState(board_, recordedPosition_, face_.geometry());
+    QCoreApplication::processEvents();
+    nodes_.deleteAllNodeFiles();
+    logs_.writeEventLog(QStringLiteral("--- KELDTS Unloaded"));
+    listener_->close();
+    face_.trayRemove();
+    emit exitRequested(0);
+    return true;
+}
+
+void Server::leaveUnattended() {
+    // Nobody is there to answer: go down, and leave running nodes to their callers.
+    QueuedAnswers answers(board_.dialogs, {true, false});
+    queryUnload(CloseReason::Signal, answers);
+}
+
+void Server::formResized(bool minimized) {
+    if (board_.serverState < 0)
+        return;
+    if (minimized && board_.serverConfig.i16("mintotray") == 1)
+        face_.hideForm();
+    board_.windowState.setI16("windowminimized", minimized ? 1 : 0);
+}
+
+void Server::onConnectionRequest(int socketFd) {
+    if (board_.serverState < StateOnline || board_.pendingNode >= 1) {
+        ::close(socketFd);
+        return;
+    }
+    timer1_.stop();
+    board_.pendingNode = 101;
+    const int node = nodes_.findFreeNode();
+    if (node > 0)
+        board_.pendingNode = static_cast<qint16>(node);
+    admission_ = new Admission(*context_, socketFd, node, this);
+    connect(admission_, &Admission::finished, admission_, &QObject::deleteLater);
+    admission_->start();
+}
+
+void Server::lockTick() {
+    board_.pendingNode = 0;
+    const QPoint now = face_.position();
+    if (now != recordedPosition_)
+        recordedPosition_ = now;
+    lockTicks_ = lockTicks_ >= 10 ? 0 : lockTicks_ + 1;
+}
+
+void Server::watchdogTick() {
+    if (board_.serverState == StateShuttingDown) {
+        timer2_.stop();
+        return;
+    }
+    nodes_.watchNodes();
+}
+
+void Server::minuteTick() {
+    const ConfigLoad loaded = loadSystemConfig(board_);
+    if (loaded.fatal)
+        onFatal(loaded.text);
+}
+
+void Server::secondTick() {
+    const QDateTime now = board_.clock.now();
+    if (now.date() == board_.displayDate)
+        return;
+    board_.displayDate = now.date();
+    pane_.clear();
+    logs_.writeDebugPane(now.toString(QStringLiteral("HH:mm:ss")) + QStringLiteral(" : ") +
+                         now.toString(QStringLiteral("MM/dd/yyyy")) + QStringLiteral(" : Daily Display Reset."));
+}
+
+QString Server::control(const QString& command, std::function<void()>& after) {
+    const QString word = command.trimmed().toLower();
+    if (word == QLatin1String("status"))
+        return runStateName(board_.serverState);
+    if (word == QLatin1String("activate")) {
+        logs_.writeDebugPane(logs_.paneTime() +
+                             QStringLiteral(" : Another start of KELDTS was turned away; this one keeps running."));
+        face_.bringToFront();
+        return QStringLiteral("activated");
+    }
+    if (board_.serverState < StateStopped)
+        return QStringLiteral("busy: ") + runStateName(board_.serverState);
+    if (word == QLatin1String("start"))
+        serverStart();
+    else if (word == QLatin1String("stop"))
+        serverStop();
+    else if (word == QLatin1String("offline"))
+        serverOffline();
+    else if (word == QLatin1String("reload"))
+        reloadConfig();
+    else if (word == QLatin1String("exit")) {
+        after = [this] { leaveUnattended(); };
+        return QStringLiteral("exiting");
+    } else
+        return QStringLiteral("unknown command: ") + command.trimmed();
+    return runStateName(board_.serverState);
+}

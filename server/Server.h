@@ -1,0 +1,79 @@
+#pragma once
+
+#include "console/BoardLogs.h"
+#include "data/Board.h"
+#include "server/ConsoleFace.h"
+#include "server/NodeServices.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QTimer>
+
+#include <functional>
+#include <memory>
+
+class Admission;
+class TelnetListener;
+
+// The life of the one server process: loading, the run states, the timers, the listening
+// socket, admissions, and closing. The desktop form and the headless runner both drive it.
+class Server : public QObject {
+    Q_OBJECT
+public:
+    enum class CloseReason { CloseButton, ExitCommand, Signal };
+
+    Server(Board& board, BoardLogs& logs, DebugPane& pane, NodeServices& nodes, ConsoleFace& face,
+           QObject* parent = nullptr);
+    ~Server() override;
+
+    // Brings the server up in the board's order of loading. False when a fatal settings error
+    // has been shown and the process must end.
+    bool load(const QString& commandLine, const QString& startDirectory);
+
+    void serverStart();
+    void serverStop();
+    void serverOffline();
+    void reloadConfig();
+
+    // Decides whether the server may go down, asking `answers` about running nodes; when it
+    // may, it saves, cleans up and emits exitRequested.
+    bool queryUnload(CloseReason reason, Dialogs& answers);
+    void formResized(bool minimized);
+    // Exit as the File menu would, saying Yes to leaving and No to forcing nodes down.
+    void leaveUnattended();
+
+    // One `keldts ctl` command; returns the reply line.
+    QString control(const QString& command, std::function<void()>& after);
+
+    // Who decides whether a caller's address may come in; everyone until the filter exists.
+    void setIpFilter(std::function<bool(const QString&)> filter) { ipFilter_ = std::move(filter); }
+    quint16 listeningPort() const;
+    bool timerActive(int number) const;
+
+signals:
+    void exitRequested(int exitCode);
+    void runStateChanged(int state);
+
+private:
+    void startListening();
+    void setRunState(int state, const QString& paneText, const QString& logText);
+    void onConnectionRequest(int socketFd);
+    void onFatal(const QString& text);
+    void lockTick();
+    void watchdogTick();
+    void minuteTick();
+    void secondTick();
+
+    Board& board_;
+    BoardLogs& logs_;
+    DebugPane& pane_;
+    NodeServices& nodes_;
+    ConsoleFace& face_;
+    TelnetListener* listener_;
+    QTimer timer1_, timer2_, timer3_, timer4_;
+    QPoint recordedPosition_;
+    int lockTicks_ = 0;
+    std::function<bool(const QString&)> ipFilter_ = [](const QString&) { return true; };
+    std::unique_ptr<struct AdmissionContext> context_;
+    QPointer<Admission> admission_;
+};

@@ -1,0 +1,217 @@
+#include "server/forms/MainWindow.h"
+
+#include "console/DebugPane.h"
+#include "server/Server.h"
+
+#include <QApplication>
+#include <QCloseEvent>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QListWidget>
+#include <QMenu>
+#include <QMenuBar>
+#include <QPainter>
+#include <QPlainTextEdit>
+#include <QScreen>
+#include <QSystemTrayIcon>
+#include <QVBoxLayout>
+
+namespace {
+
+QPixmap lamp(const QColor& colour) {
+    QPixmap pixmap(16, 16);
+    pixmap.fill(Qt::transparent);
+    QPainter painter(&pixmap);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setBrush(colour);
+    painter.setPen(Qt::black);
+    painter.drawEllipse(1, 1, 14, 14);
+    return pixmap;
+}
+
+QIcon trayIcon(int number) {
+    switch (number) {
+    case 102:
+        return QIcon(lamp(Qt::red));
+    case 103:
+        return QIcon(lamp(Qt::yellow));
+    default:
+        return QIcon(lamp(Qt::green));
+    }
+}
+
+QLabel* statusLamp(const char* name, const QColor& colour, QWidget* parent) {
+    auto* label = new QLabel(parent);
+    label->setObjectName(QLatin1String(name));
+    label->setPixmap(lamp(colour));
+    label->setVisible(false);
+    return label;
+}
+
+} // namespace
+
+MainWindow::MainWindow(DebugPane& pane, QWidget* parent) : QMainWindow(parent) {
+    setObjectName(QStringLiteral("frmMain"));
+    setWindowTitle(QStringLiteral("KELDTS"));
+    QMenu* file = menuBar()->addMenu(QStringLiteral("&File"));
+    file->setObjectName(QStringLiteral("mnuFile"));
+    start_ = addMenuAction(file, "mnuFileServerStart", QStringLiteral("Server &Start"));
+    stop_ = addMenuAction(file, "mnuFileServerStop", QStringLiteral("Server S&top"));
+    offline_ = addMenuAction(file, "mnuFileServerOffline", QStringLiteral("Server &Offline"));
+    file->addSeparator();
+    QAction* reload = addMenuAction(file, "mnuFileReloadCfg", QStringLiteral("&Reload Configuration"));
+    file->addSeparator();
+    QAction* exit = addMenuAction(file, "mnuFileExit", QStringLiteral("E&xit"));
+
+    auto* central = new QWidget(this);
+    auto* layout = new QVBoxLayout(central);
+    auto* top = new QHBoxLayout;
+    green_ = statusLamp("picStatusGreen", Qt::green, central);
+    red_ = statusLamp("picStatusRed", Qt::red, central);
+    yellow_ = statusLamp("picStatusYellow", Qt::yellow, central);
+    info_ = new QLabel(QStringLiteral("KELDTS"), central);
+    info_->setObjectName(QStringLiteral("lblInfo"));
+    for (QWidget* w : {static_cast<QWidget*>(green_), static_cast<QWidget*>(red_),
+                       static_cast<QWidget*>(yellow_), static_cast<QWidget*>(info_)})
+        top->addWidget(w);
+    top->addStretch();
+    layout->addLayout(top);
+    nodeList_ = new QListWidget(central);
+    nodeList_->setObjectName(QStringLiteral("lstNodelist"));
+    layout->addWidget(nodeList_);
+    debug_ = new QPlainTextEdit(central);
+    debug_->setObjectName(QStringLiteral("txtDebug"));
+    debug_->setReadOnly(true);
+    debug_->setMaximumBlockCount(pane.maxLines());
+    layout->addWidget(debug_);
+    setCentralWidget(central);
+    resize(kFullFormWidth, 480);
+
+    for (const QString& line : pane.lines())
+        debug_->appendPlainText(line);
+    connect(&pane, &DebugPane::lineAppended, debug_, &QPlainTextEdit::appendPlainText);
+    connect(&pane, &DebugPane::cleared, debug_, &QPlainTextEdit::clear);
+
+    connect(start_, &QAction::triggered, this, [this] { server_->serverStart(); });
+    connect(stop_, &QAction::triggered, this, [this] { server_->serverStop(); });
+    connect(offline_, &QAction::triggered, this, [this] { server_->serverOffline(); });
+    connect(reload, &QAction::triggered, this, [this] { server_->reloadConfig(); });
+    connect(exit, &QAction::triggered, this, [this] {
+        if (server_->queryUnload(Server::CloseReason::ExitCommand, *dialogs_))
+            exiting_ = true;
+    });
+    buildTray();
+}
+
+QAction* MainWindow::addMenuAction(QMenu* menu, const char* name, const QString& text) {
+    QAction* action = menu->addAction(text);
+    action->setObjectName(QLatin1String(name));
+    return action;
+}
+
+void MainWindow::buildTray() {
+    auto* menu = new QMenu(this);
+    menu->setObjectName(QStringLiteral("mnuTray"));
+    trayStart_ = addMenuAction(menu, "mnuTrayArray0", QStringLiteral("Server Start"));
+    trayStop_ = addMenuAction(menu, "mnuTrayArray1", QStringLiteral("Server Stop"));
+    trayOffline_ = addMenuAction(menu, "mnuTrayArray2", QStringLiteral("Server Offline"));
+    menu->addSeparator();
+    QAction* restore = addMenuAction(menu, "mnuTrayArray3", QStringLiteral("Restore"));
+    QAction* exit = addMenuAction(menu, "mnuTrayArray4", QStringLiteral("Exit"));
+    connect(trayStart_, &QAction::triggered, start_, &QAction::trigger);
+    connect(trayStop_, &QAction::triggered, stop_, &QAction::trigger);
+    connect(trayOffline_, &QAction::triggered, offline_, &QAction::trigger);
+    connect(restore, &QAction::triggered, this, &MainWindow::bringToFront);
+    connect(exit, &QAction::triggered, findChild<QAction*>(QStringLiteral("mnuFileExit")), &QAction::trigger);
+    if (!QSystemTrayIcon::isSystemTrayAvailable())
+        return;
+    tray_ = new QSystemTrayIcon(trayIcon(101), this);
+    tray_->setObjectName(QStringLiteral("trayIcon"));
+    tray_->setContextMenu(menu);
+    connect(tray_, &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason why) {
+        if (why == QSystemTrayIcon::DoubleClick || why == QSystemTrayIcon::Trigger)
+            bringToFront();
+    });
+}
+
+void MainWindow::attach(Server* server, Dialogs* dialogs) {
+    server_ = server;
+    dialogs_ = dialogs;
+}
+
+ScreenGeometry MainWindow::geometry() const {
+    const QScreen* screen = QGuiApplication::primaryScreen();
+    return {screen ? screen->availableSize() : QSize(1024, 768), frameGeometry().size()};
+}
+
+void MainWindow::place(const WindowPlacement& placement) {
+    resize(placement.formWidth, height());
+    move(placement.topLeft);
+}
+
+void MainWindow::setMinimized(bool minimized) {
+    setWindowState(minimized ? (windowState() | Qt::WindowMinimized) : (windowState() & ~Qt::WindowMinimized));
+}
+
+void MainWindow::applyRunState(const RunStateView& view) {
+    using P = RunStateView::Picture;
+    green_->setVisible(view.picture == P::Green);
+    red_->setVisible(view.picture == P::Red);
+    yellow_->setVisible(view.picture == P::Yellow);
+    start_->setEnabled(view.startEnabled);
+    stop_->setEnabled(view.stopEnabled);
+    offline_->setEnabled(view.offlineEnabled);
+    trayStart_->setEnabled(view.startEnabled);
+    trayStop_->setEnabled(view.stopEnabled);
+    trayOffline_->setEnabled(view.offlineEnabled);
+}
+
+void MainWindow::trayAdd(const QString& tip, int icon) {
+    if (!tray_)
+        return;
+    tray_->setToolTip(tip);
+    tray_->setIcon(trayIcon(icon));
+    tray_->show();
+}
+
+void MainWindow::trayModify(const QString& tip, int icon) {
+    if (!tray_)
+        return;
+    tray_->setToolTip(tip);
+    tray_->setIcon(trayIcon(icon));
+}
+
+void MainWindow::trayRemove() {
+    if (tray_)
+        tray_->hide();
+}
+
+void MainWindow::setBanner(const QString& text) { info_->setText(text); }
+
+void MainWindow::bringToFront() {
+    show();
+    setWindowState((windowState() & ~Qt::WindowMinimized) | Qt::WindowActive);
+    raise();
+    activateWindow();
+}
+
+void MainWindow::beep() { QApplication::beep(); }
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+    if (exiting_ || !server_) {
+        event->accept();
+        return;
+    }
+    if (server_->queryUnload(Server::CloseReason::CloseButton, *dialogs_)) {
+        exiting_ = true;
+        event->accept();
+    } else {
+        event->ignore();
+    }
+}
+
+void MainWindow::changeEvent(QEvent* event) {
+    QMainWindow::changeEvent(event);
+    if (event->type() == QEvent::WindowStateChange && server_)
+        server_->formResized(isMinimized());
+}

@@ -1,0 +1,62 @@
+#pragma once
+
+#include "server/ConsoleFace.h"
+
+#include <QMainWindow>
+
+class DebugPane;
+class QAction;
+class QLabel;
+class QListWidget;
+class QPlainTextEdit;
+class QSystemTrayIcon;
+class Server;
+
+// frmMain: the sysop's console on the desktop. It shows what the server does and passes the
+// sysop's commands on; the server's logic lives in Server.
+class MainWindow : public QMainWindow, public ConsoleFace {
+    Q_OBJECT
+public:
+    explicit MainWindow(DebugPane& pane, QWidget* parent = nullptr);
+
+    void attach(Server* server, Dialogs* dialogs);
+
+    ScreenGeometry geometry() const override;
+    QPoint position() const override { return pos(); }
+    void place(const WindowPlacement& placement) override;
+    void setMinimized(bool minimized) override;
+    void applyRunState(const RunStateView& view) override;
+    void trayAdd(const QString& tip, int icon) override;
+    void trayModify(const QString& tip, int icon) override;
+    void trayRemove() override;
+    void setBanner(const QString& text) override;
+    void showForm() override { show(); }
+    void bringToFront() override;
+    void hideForm() override { hide(); }
+    void beep() override;
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+    void changeEvent(QEvent* event) override;
+
+private:
+    QAction* addMenuAction(QMenu* menu, const char* name, const QString& text);
+    void buildTray();
+
+    Server* server_ = nullptr;
+    Dialogs* dialogs_ = nullptr;
+    bool exiting_ = false;
+    QAction* start_;
+    QAction* stop_;
+    QAction* offline_;
+    QAction* trayStart_ = nullptr;
+    QAction* trayStop_ = nullptr;
+    QAction* trayOffline_ = nullptr;
+    QLabel* green_;
+    QLabel* red_;
+    QLabel* yellow_;
+    QLabel* info_;
+    QListWidget* nodeList_;
+    QPlainTextEdit* debug_;
+    QSystemTrayIcon* tray_ = nullptr;
+};
