@@ -1,0 +1,41 @@
+#pragma once
+
+#include "console/BoardLogs.h"
+#include "console/DebugPane.h"
+#include "data/Board.h"
+#include "support/ManualClock.h"
+#include "support/ScriptedDialogs.h"
+
+#include <QTemporaryDir>
+
+#include <memory>
+
+// A demo board in a temporary folder, with a board context whose clock, dialogs and pane the
+// test controls. The current directory is the board's main directory while it lives, and is
+// put back afterwards.
+class TestBoard {
+public:
+    explicit TestBoard(int port = 2323);
+    ~TestBoard();
+
+    QString root() const { return dir_.path(); }
+    QString mainDir() const { return mainDir_; }
+    QString file(const QString& name) const { return mainDir_ + QLatin1Char('/') + name; }
+    QByteArray read(const QString& name) const;
+    void write(const QString& name, const QByteArray& bytes) const;
+
+    // Reads a record file of the board (record 1) with the given layout.
+    Record record(const RecordLayout& layout, const QString& name) const;
+    void writeRecord(const QString& name, const Record& record) const;
+
+    ManualClock clock;
+    ScriptedDialogs dialogs;
+    DebugPane pane;
+    BoardLogs logs{pane};
+    std::unique_ptr<Board> board;
+
+private:
+    QString previousDir_;
+    QTemporaryDir dir_;
+    QString mainDir_;
+};
