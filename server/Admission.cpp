@@ -232,7 +232,7 @@ void Admission::refuse(Refusal reason) {
         finish();
         return;
     }
-    if (!connection_->send(text + kCrLf)) {
+    if (!connection_->send(text)) {
         invalidSession();
         return;
     }

@@ -24,16 +24,17 @@ QByteArray banner(const QString& version) {
 }
 
 QByteArray offlineText(const QString& bbsName) {
-    return youHaveReached(bbsName) + "The BBS is currently down for maintenance. Please try again later.";
+    return youHaveReached(bbsName) +
+           "The BBS is currently down for maintenance. Please try again later." + kCrLf;
 }
 
 QByteArray allBusyText(const QString& bbsName) {
-    return youHaveReached(bbsName) + "All nodes are currently busy. Please try again later.";
+    return youHaveReached(bbsName) + "All nodes are currently busy. Please try again later." + kCrLf;
 }
 
 QByteArray netTimeText(const QString& bbsName, const QByteArray& netOnlyFile, bool fileExists) {
     if (fileExists && !netOnlyFile.isEmpty() && !netOnlyFile.trimmed().isEmpty())
-        return netOnlyFile;
+        return netOnlyFile + kCrLf;
     return youHaveReached(bbsName) +
            "The BBS is currently down for network traffic. Please try again later." + kCrLf;
 }

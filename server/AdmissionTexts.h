@@ -9,9 +9,10 @@
 // The bytes a caller hears during admission and the files written for the node.
 namespace admission {
 
-// The welcome banner; the line character is CP437 196 (0xC4) on the wire.
+// The welcome banner, without its line end; the line character is CP437 196 (0xC4) on the wire.
 QByteArray banner(const QString& version);
 
+// The refusal texts are the whole of what the caller hears, line ends included.
 QByteArray offlineText(const QString& bbsName);
 QByteArray allBusyText(const QString& bbsName);
 // NETONLY.TXT when it holds more than blanks, else the board's own words.
