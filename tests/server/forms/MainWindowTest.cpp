@@ -1,0 +1,184 @@
+#include "server/forms/MainWindow.h"
+#include "data/RecordFile.h"
+#include "server/NodeServices.h"
+#include "server/Server.h"
+#include "support/TestBoard.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QSignalSpy>
+
+#include <set>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+// Nodes that report themselves in use until killed.
+class BusyNodes final : public NodeServices {
+  public:
+    int findFreeNode() override { return 0; }
+    bool isNodeInUse(int node) override {
+        return node == 0 ? !running.empty() : running.count(node) > 0;
+    }
+    void refreshNodeList() override {}
+    void watchNodes() override {}
+    void deleteAllNodeFiles() override {}
+    void deleteNodeFiles(int) override {}
+    void resetNodeRecord(int) override {}
+    qint64 nodeProcessId(int node) override { return 1000 + node; }
+    bool killProcessTree(qint64 pid) override { return running.erase(int(pid - 1000)) > 0; }
+    void configureNodeChannel(int) override {}
+    void makeNodeDirectory(int) override {}
+    bool writeTcpipCfg(const QString&, int, const QString&, const QString&) override {
+        return true;
+    }
+    void launchNode(int, int) override {}
+    std::set<int> running;
+};
+
+class MainWindowTest : public ::testing::Test {
+  protected:
+    void start(const QString& commandLine = {}) {
+        window.attach(&server, &board.dialogs);
+        ASSERT_TRUE(server.load(commandLine, board.mainDir()));
+    }
+    template <typename T> T* child(const char* name) {
+        T* found = window.findChild<T*>(QLatin1String(name));
+        EXPECT_NE(found, nullptr) << name;
+        return found;
+    }
+    // Which lamp is lit and which of start/stop/offline can be chosen, in the File menu and
+    // in the tray menu alike.
+    std::string shownState() {
+        std::string lamp;
+        for (const char* name : {"picStatusGreen", "picStatusRed", "picStatusYellow"}) {
+            if (child<QLabel>(name)->isVisibleTo(&window))
+                lamp += name;
+        }
+        std::string menus;
+        for (const char* name : {"mnuFileServerStart", "mnuFileServerStop", "mnuFileServerOffline",
+                                 "mnuTrayArray0", "mnuTrayArray1", "mnuTrayArray2"})
+            menus += child<QAction>(name)->isEnabled() ? '1' : '0';
+        return lamp + " " + menus;
+    }
+    QString lastLogLine() {
+        const QList<QByteArray> lines =
+            board.read(QStringLiteral("KELDTS.LOG")).trimmed().split('\n');
+        return QString::fromLatin1(lines.last().trimmed()).mid(25);
+    }
+
+    TestBoard board;
+    BusyNodes nodes;
+    MainWindow window{board.pane};
+    Server server{*board.board, board.logs, board.pane, nodes, window};
+};
+
+TEST_F(MainWindowTest, RunStatesLightOneLampAndEnableTheOtherCommands) {
+    start();
+    EXPECT_EQ(shownState(), "picStatusGreen 011011");
+    child<QAction>("mnuFileServerStop")->trigger();
+    EXPECT_EQ(shownState(), "picStatusRed 101101");
+    EXPECT_EQ(lastLogLine(), QStringLiteral("Server has Stopped Accepting Connections [0]"));
+    child<QAction>("mnuTrayArray2")->trigger();
+    EXPECT_EQ(shownState(), "picStatusYellow 110110");
+    EXPECT_EQ(lastLogLine(), QStringLiteral("Server is now in Offline Mode [2]"));
+    child<QAction>("mnuFileServerStart")->trigger();
+    EXPECT_EQ(shownState(), "picStatusGreen 011011");
+    EXPECT_EQ(board.board->serverState, StateOnline);
+    EXPECT_EQ(child<QPlainTextEdit>("txtDebug")->toPlainText(),
+              QStringLiteral("12:00:00 : Server has Stopped Accepting Connections\n"
+                             "12:00:00 : Server is now in Offline Mode\n"
+                             "12:00:00 : Server has Resumed Normal Operation"));
+}
+
+TEST_F(MainWindowTest, LoadingShowsTheBannerAndLogsTheVersion) {
+    start();
+    EXPECT_EQ(child<QLabel>("lblInfo")->text().section(QStringLiteral("\r\n"), 0, 0),
+              QStringLiteral("KELDTS [2.6.060524] executed @ 12:00:00 03/14/2026"));
+    EXPECT_EQ(lastLogLine(), QStringLiteral("--- KELDTS v2.6.060524 Loaded"));
+    EXPECT_TRUE(server.timerActive(1) && server.timerActive(2) && server.timerActive(3) &&
+                server.timerActive(4));
+}
+
+TEST_F(MainWindowTest, CloseButtonOnlyMinimisesWhenClosingToTaskbar) {
+    Record cfg = board.record(serverConfigLayout(), QStringLiteral("KELDTS.CFG"));
+    cfg.setI16("closetotaskbar", 1);
+    board.writeRecord(QStringLiteral("KELDTS.CFG"), cfg);
+    start();
+    window.show();
+    QSignalSpy exits(&server, &Server::exitRequested);
+    window.close();
+    EXPECT_TRUE(window.isMinimized());
+    EXPECT_EQ(exits.count(), 0);
+    child<QAction>("mnuFileExit")->trigger();
+    ASSERT_EQ(exits.count(), 1);
+    EXPECT_EQ(lastLogLine(), QStringLiteral("--- KELDTS Unloaded"));
+}
+
+TEST_F(MainWindowTest, ExitWithNodesInUseAsksAndOnlyYesProceeds) {
+    nodes.running = {1, 3};
+    start();
+    QSignalSpy exits(&server, &Server::exitRequested);
+    board.dialogs.answers = {false};
+    child<QAction>("mnuFileExit")->trigger();
+    EXPECT_EQ(exits.count(), 0);
+    EXPECT_EQ(board.board->serverState, StateOnline);
+    ASSERT_EQ(board.dialogs.shown.size(), 1u);
+    EXPECT_EQ(board.dialogs.shown[0].title, QStringLiteral("KELDTS Shutdown"));
+    EXPECT_EQ(
+        board.dialogs.shown[0].text,
+        QStringLiteral("KELDTS detects there are BBS nodes in use!\r\nDo you want to proceed?"));
+    EXPECT_FALSE(board.dialogs.shown[0].defaultYes);
+
+    board.write(QStringLiteral("KTSN3.BAT"), "@ECHO OFF\r\n");
+    board.dialogs.answers = {true, true};
+    child<QAction>("mnuFileExit")->trigger();
+    EXPECT_EQ(exits.count(), 1);
+    EXPECT_EQ(board.dialogs.shown.back().text,
+              QStringLiteral("Do you wish to force all nodes to close before exiting?"));
+    EXPECT_TRUE(nodes.running.empty());
+    EXPECT_FALSE(QFile::exists(board.file(QStringLiteral("KTSN3.BAT"))));
+    EXPECT_EQ(board.board->serverState, StateShuttingDown);
+    EXPECT_FALSE(server.timerActive(1) || server.timerActive(2) || server.timerActive(3) ||
+                 server.timerActive(4));
+}
+
+TEST_F(MainWindowTest, MinimisingGoesToTheTrayAndIsRemembered) {
+    Record cfg = board.record(serverConfigLayout(), QStringLiteral("KELDTS.CFG"));
+    cfg.setI16("mintotray", 1);
+    board.writeRecord(QStringLiteral("KELDTS.CFG"), cfg);
+    start();
+    window.show();
+    window.setMinimized(true);
+    EXPECT_FALSE(window.isVisible());
+    EXPECT_EQ(board.board->windowState.i16("windowminimized"), 1);
+}
+
+TEST_F(MainWindowTest, ResetWindowSwitchForgetsTheSavedPosition) {
+    Record cfg = board.record(serverConfigLayout(), QStringLiteral("KELDTS.CFG"));
+    cfg.setI16("savewindowpos", 1);
+    board.writeRecord(QStringLiteral("KELDTS.CFG"), cfg);
+    Record state(windowStateLayout());
+    state.setI32("windowtop", 5);
+    state.setI32("windowleft", 7);
+    board.writeRecord(QStringLiteral("KELDTS.DAT"), state);
+    start(QStringLiteral("  /resetwindow=x "));
+    EXPECT_EQ(board.record(serverConfigLayout(), QStringLiteral("KELDTS.CFG")).i16("savewindowpos"),
+              0);
+    EXPECT_FALSE(QFile::exists(board.file(QStringLiteral("KELDTS.DAT"))));
+    EXPECT_NE(window.pos(), QPoint(7, 5));
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    // Test discovery runs the program at build time, where no display may exist.
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication app(argc, argv);
+    ::testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
