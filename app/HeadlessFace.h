@@ -5,7 +5,7 @@
 // The server without a window: it has nowhere to show itself, so it only remembers where a
 // window would stand, which keeps KELDTS.DAT meaningful for the next desktop start.
 class HeadlessFace final : public ConsoleFace {
-public:
+  public:
     ScreenGeometry geometry() const override { return {{1024, 768}, {kFullFormWidth, 480}}; }
     QPoint position() const override { return position_; }
     void place(const WindowPlacement& placement) override { position_ = placement.topLeft; }
@@ -20,6 +20,6 @@ public:
     void hideForm() override {}
     void beep() override {}
 
-private:
+  private:
     QPoint position_;
 };

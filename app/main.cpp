@@ -33,8 +33,8 @@ const char* kUsage = "usage: keldts [--headless] [/RESETWINDOW]\n"
 bool wantsHeadless(const QStringList& args) {
     if (args.contains(QStringLiteral("--headless")))
         return true;
-    return qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") && qEnvironmentVariableIsEmpty("DISPLAY") &&
-           qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+    return qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") &&
+           qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
 }
 
 int runControl(int argc, char** argv) {
@@ -46,7 +46,8 @@ int runControl(int argc, char** argv) {
     }
     QString reply;
     if (!SingleInstance::request(args.at(2), &reply)) {
-        print(stderr, QStringLiteral("KELDTS is not running (no answer on %1)").arg(SingleInstance::socketPath()));
+        print(stderr, QStringLiteral("KELDTS is not running (no answer on %1)")
+                          .arg(SingleInstance::socketPath()));
         return 1;
     }
     print(stdout, reply);
@@ -76,7 +77,8 @@ int runServer(QCoreApplication& app, SingleInstance& instance, bool headless,
     ConsoleFace* face = &headlessFace;
     if (headless) {
         dialogs = std::make_unique<DefaultAnswerDialogs>();
-        QObject::connect(&pane, &DebugPane::lineAppended, &app, [](const QString& line) { print(stdout, line); });
+        QObject::connect(&pane, &DebugPane::lineAppended, &app,
+                         [](const QString& line) { print(stdout, line); });
     } else {
         window = std::make_unique<MainWindow>(pane);
         dialogs = std::make_unique<GuiDialogs>(window.get());
@@ -94,10 +96,14 @@ int runServer(QCoreApplication& app, SingleInstance& instance, bool headless,
         return server.control(command, after);
     });
     TerminationSignals signalsWatcher;
-    QObject::connect(&signalsWatcher, &TerminationSignals::terminationRequested, &server, &Server::leaveUnattended);
-    QObject::connect(&server, &Server::exitRequested, &app, [&app](int code) { app.exit(code); }, Qt::QueuedConnection);
+    QObject::connect(&signalsWatcher, &TerminationSignals::terminationRequested, &server,
+                     &Server::leaveUnattended);
+    QObject::connect(
+        &server, &Server::exitRequested, &app, [&app](int code) { app.exit(code); },
+        Qt::QueuedConnection);
     if (demoPort > 0)
-        print(stdout, QStringLiteral("KELDTS demo board is up. Connect with:  telnet localhost %1").arg(demoPort));
+        print(stdout, QStringLiteral("KELDTS demo board is up. Connect with:  telnet localhost %1")
+                          .arg(demoPort));
     return app.exec();
 }
 
@@ -159,7 +165,8 @@ int main(int argc, char** argv) {
             }
             QString reply;
             SingleInstance::request(QStringLiteral("activate"), &reply);
-            print(stdout, QStringLiteral("KELDTS is already running; it was asked to come to the front."));
+            print(stdout,
+                  QStringLiteral("KELDTS is already running; it was asked to come to the front."));
             return 0;
         }
     }
@@ -170,10 +177,12 @@ int main(int argc, char** argv) {
             print(stderr, error);
             return 1;
         }
-        print(stdout, QStringLiteral("Demo board written to %1").arg(QDir::toNativeSeparators(main)));
+        print(stdout,
+              QStringLiteral("Demo board written to %1").arg(QDir::toNativeSeparators(main)));
         if (!demo.run)
             return 0;
         QDir::setCurrent(main);
     }
-    return runServer(*app, instance, headless, rest.join(QLatin1Char(' ')), demo.wanted ? demo.options.port : 0);
+    return runServer(*app, instance, headless, rest.join(QLatin1Char(' ')),
+                     demo.wanted ? demo.options.port : 0);
 }

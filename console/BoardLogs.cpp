@@ -19,7 +19,8 @@ bool appendBytes(const QString& path, const QByteArray& bytes) {
     qsizetype done = 0;
     bool ok = true;
     while (ok && done < bytes.size()) {
-        const ssize_t n = ::write(fd, bytes.constData() + done, static_cast<size_t>(bytes.size() - done));
+        const ssize_t n =
+            ::write(fd, bytes.constData() + done, static_cast<size_t>(bytes.size() - done));
         if (n < 0 && errno == EINTR)
             continue;
         ok = n > 0;
@@ -38,7 +39,8 @@ bool copyOver(const QString& source, const QString& target) {
 }
 
 const QByteArray kHeader = "KELDTS Event Log\r\n" + QByteArray(79, '-') +
-                           "\r\nDate           Time      Description\r\n" + QByteArray(79, '-') + "\r\n";
+                           "\r\nDate           Time      Description\r\n" + QByteArray(79, '-') +
+                           "\r\n";
 
 } // namespace
 
@@ -47,7 +49,9 @@ QString BoardLogs::paneTime() const {
     return now.toString(QStringLiteral("HH:mm:ss"));
 }
 
-void BoardLogs::writeDebugPane(const QString& line) { pane_.append(line); }
+void BoardLogs::writeDebugPane(const QString& line) {
+    pane_.append(line);
+}
 
 bool BoardLogs::appendEventLog(const QString& message) {
     if (!board_ || board_->sysPaths.str("main").isEmpty())
@@ -55,12 +59,14 @@ bool BoardLogs::appendEventLog(const QString& message) {
     const QString log = board_->filePath("main", QStringLiteral("KELDTS.LOG"));
     const qint32 limit = board_->serverConfig.i32("maxlogsize");
     if (limit >= 1 && QFile::exists(log) && QFile(log).size() > limit) {
-        if (!copyOver(log, board_->filePath("main", QStringLiteral("KELDTS.OLD"))) || !QFile::remove(log))
+        if (!copyOver(log, board_->filePath("main", QStringLiteral("KELDTS.OLD"))) ||
+            !QFile::remove(log))
             return false;
     }
     if (!QFile::exists(log) && !appendBytes(log, kHeader))
         return false;
-    const QString stamp = QLocale::c().toString(board_->clock.now(), QStringLiteral("ddd yyyy-MM-dd HH:mm:ss  "));
+    const QString stamp =
+        QLocale::c().toString(board_->clock.now(), QStringLiteral("ddd yyyy-MM-dd HH:mm:ss  "));
     return appendBytes(log, cp437::fromUnicode(stamp + message) + "\r\n");
 }
 
@@ -79,5 +85,6 @@ void BoardLogs::writeEventLog(const QString& message) {
 bool BoardLogs::writeBbsLog(const QString& line) {
     if (!board_)
         return false;
-    return appendBytes(board_->filePath("dat", QStringLiteral("BBS.LOG")), cp437::fromUnicode(line) + "\r\n");
+    return appendBytes(board_->filePath("dat", QStringLiteral("BBS.LOG")),
+                       cp437::fromUnicode(line) + "\r\n");
 }

@@ -6,7 +6,7 @@
 // The server's three sinks: the debug pane, KELDTS.LOG in the main directory (rotated to
 // KELDTS.OLD beyond `maxlogsize`) and BBS.LOG in the data directory.
 class BoardLogs final : public LogSinks {
-public:
+  public:
     explicit BoardLogs(DebugPane& pane) : pane_(pane) {}
 
     // The logs learn where the board lies once it exists; until then only the pane is written.
@@ -21,7 +21,7 @@ public:
     // "hh:nn:ss" of now: the head of every event-style pane line.
     QString paneTime() const;
 
-private:
+  private:
     bool appendEventLog(const QString& message);
 
     DebugPane& pane_;

@@ -12,4 +12,6 @@ void DebugPane::clear() {
     emit cleared();
 }
 
-QStringList DebugPane::lines() const { return QStringList(lines_.begin(), lines_.end()); }
+QStringList DebugPane::lines() const {
+    return QStringList(lines_.begin(), lines_.end());
+}

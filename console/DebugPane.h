@@ -9,7 +9,7 @@
 // bounded number of lines and drops the oldest: a flood of refusals must not eat the memory.
 class DebugPane : public QObject {
     Q_OBJECT
-public:
+  public:
     static constexpr int kDefaultMaxLines = 5000;
 
     explicit DebugPane(int maxLines = kDefaultMaxLines, QObject* parent = nullptr)
@@ -20,11 +20,11 @@ public:
     QStringList lines() const;
     int maxLines() const { return maxLines_; }
 
-signals:
+  signals:
     void lineAppended(const QString& line);
     void cleared();
 
-private:
+  private:
     int maxLines_;
     std::deque<QString> lines_;
 };

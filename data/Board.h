@@ -13,7 +13,7 @@
 // Where the server reports what it does: the debug pane and the event log. The console
 // provides the real sinks; the board's logic only words the lines.
 class LogSinks {
-public:
+  public:
     virtual ~LogSinks() = default;
     virtual void writeDebugPane(const QString& line) = 0;
     virtual void writeEventLog(const QString& message) = 0;
@@ -36,7 +36,7 @@ enum ServerState : qint16 {
 // Everything that lives as long as the server does: the settings images, where the board lies
 // on this machine, and the run state. Passed to whoever needs it; there are no globals.
 class Board {
-public:
+  public:
     static constexpr const char* kVersion = "2.6.060524";
 
     Board(const Clock& clock, Dialogs& dialogs, LogSinks& logs, PlatformSettings platform)

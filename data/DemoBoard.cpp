@@ -72,9 +72,10 @@ Record demoServerConfig(int port) {
 }
 
 QByteArray loadBbsScript(const QString& program) {
-    return QStringLiteral("#!/bin/sh\n"
-                          "# Stands in for the DOS BBS on the demo board: node number, socket handle.\n"
-                          "exec \"%1\" demo-node \"$1\" \"$2\"\n")
+    return QStringLiteral(
+               "#!/bin/sh\n"
+               "# Stands in for the DOS BBS on the demo board: node number, socket handle.\n"
+               "exec \"%1\" demo-node \"$1\" \"$2\"\n")
         .arg(program)
         .toUtf8();
 }
@@ -96,7 +97,8 @@ QString writeDemoBoard(const DemoBoardOptions& options, QString* error) {
         writeNew(main + QStringLiteral("/KELDTS.INI"), platformSettingsText(root), error) &&
         writeNewRecord(main + QStringLiteral("/SYSPATHS.CFG"), demoSysPaths(), error) &&
         writeNewRecord(main + QStringLiteral("/MAIN.CFG"), demoMainConfig(), error) &&
-        writeNewRecord(main + QStringLiteral("/KELDTS.CFG"), demoServerConfig(options.port), error) &&
+        writeNewRecord(main + QStringLiteral("/KELDTS.CFG"), demoServerConfig(options.port),
+                       error) &&
         writeNew(main + QStringLiteral("/TEXT/NETONLY.TXT"), netOnly, error) &&
         writeNew(main + QStringLiteral("/LOADBBS.BAT"), loadBbsScript(options.program), error);
     if (!ok)

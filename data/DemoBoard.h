@@ -3,9 +3,9 @@
 #include <QString>
 
 struct DemoBoardOptions {
-    QString directory;  // the demo folder; the board's main directory is <directory>/KELD
+    QString directory; // the demo folder; the board's main directory is <directory>/KELD
     int port = 2323;
-    QString program;    // the keldts binary that LOADBBS.BAT runs as the node
+    QString program; // the keldts binary that LOADBBS.BAT runs as the node
 };
 
 // Writes a small complete board: drive C is the demo folder, the main directory is C:\KELD.

@@ -11,11 +11,12 @@
 namespace {
 
 QString describe(const QString& what, const QString& path) {
-    return QStringLiteral("%1 %2: %3").arg(what, path, QString::fromLocal8Bit(std::strerror(errno)));
+    return QStringLiteral("%1 %2: %3")
+        .arg(what, path, QString::fromLocal8Bit(std::strerror(errno)));
 }
 
 class Descriptor {
-public:
+  public:
     explicit Descriptor(int fd) : fd_(fd) {}
     ~Descriptor() {
         if (fd_ >= 0)
@@ -31,7 +32,7 @@ public:
         return ::close(fd) == 0;
     }
 
-private:
+  private:
     int fd_;
 };
 
@@ -50,8 +51,8 @@ bool read(const QString& path, int number, Record& record, QString* error) {
     off_t offset = static_cast<off_t>(number - 1) * length;
     qsizetype got = 0;
     while (got < length) {
-        const ssize_t n = ::pread(fd.get(), buffer.data() + got, static_cast<size_t>(length - got),
-                                  offset + got);
+        const ssize_t n =
+            ::pread(fd.get(), buffer.data() + got, static_cast<size_t>(length - got), offset + got);
         if (n < 0 && errno == EINTR)
             continue;
         if (n < 0) {
@@ -67,7 +68,8 @@ bool read(const QString& path, int number, Record& record, QString* error) {
 }
 
 bool write(const QString& path, int number, const Record& record, QString* error) {
-    Descriptor fd(::open(QFile::encodeName(path).constData(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
+    Descriptor fd(
+        ::open(QFile::encodeName(path).constData(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
     if (fd.get() < 0) {
         *error = describe(QStringLiteral("Cannot open"), path);
         return false;

@@ -14,7 +14,9 @@ const Field* RecordLayout::find(std::string_view name) const {
     return nullptr;
 }
 
-bool RecordLayout::isContiguous() const { return fieldsAreContiguous(fields, length); }
+bool RecordLayout::isContiguous() const {
+    return fieldsAreContiguous(fields, length);
+}
 
 Record::Record(const RecordLayout& layout) : layout_(&layout), bytes_(layout.length, '\0') {
     clear();
@@ -60,7 +62,9 @@ QByteArray Record::str(std::string_view name) const {
     return trimBlanks(QByteArray(at(f), f.width));
 }
 
-QString Record::text(std::string_view name) const { return cp437::toUnicode(str(name)); }
+QString Record::text(std::string_view name) const {
+    return cp437::toUnicode(str(name));
+}
 
 void Record::setI16(std::string_view name, qint16 value) {
     qToLittleEndian(value, at(field(name, FieldType::I16)));

@@ -45,7 +45,7 @@ constexpr bool fieldsAreContiguous(std::span<const Field> fields, int length) {
 // One record's bytes with access by field name. Unknown names are programming errors and stop
 // the program in every build, since a silent wrong offset would corrupt a board file.
 class Record {
-public:
+  public:
     explicit Record(const RecordLayout& layout);
 
     const RecordLayout& layout() const { return *layout_; }
@@ -72,7 +72,7 @@ public:
     void setStr(std::string_view name, const QByteArray& value);
     void setText(std::string_view name, const QString& value);
 
-private:
+  private:
     const Field& field(std::string_view name, FieldType type) const;
     char* at(const Field& f) { return bytes_.data() + f.offset; }
     const char* at(const Field& f) const { return bytes_.constData() + f.offset; }

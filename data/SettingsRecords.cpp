@@ -7,11 +7,11 @@ namespace {
 using T = FieldType;
 
 constexpr std::array kSysPaths{
-    Field{"main", 0, T::Str, 40},     Field{"script", 40, T::Str, 40},
-    Field{"dat", 80, T::Str, 40},     Field{"reservedpath", 120, T::Str, 40},
-    Field{"txt", 160, T::Str, 40},    Field{"control", 200, T::Str, 40},
-    Field{"temp", 240, T::Str, 40},   Field{"db", 280, T::Str, 40},
-    Field{"sysop", 320, T::Str, 40},  Field{"fdx", 360, T::Str, 40},
+    Field{"main", 0, T::Str, 40},    Field{"script", 40, T::Str, 40},
+    Field{"dat", 80, T::Str, 40},    Field{"reservedpath", 120, T::Str, 40},
+    Field{"txt", 160, T::Str, 40},   Field{"control", 200, T::Str, 40},
+    Field{"temp", 240, T::Str, 40},  Field{"db", 280, T::Str, 40},
+    Field{"sysop", 320, T::Str, 40}, Field{"fdx", 360, T::Str, 40},
 };
 static_assert(fieldsAreContiguous(kSysPaths, 400));
 
@@ -55,21 +55,36 @@ constexpr std::array kMainConfig{
 static_assert(fieldsAreContiguous(kMainConfig, 372));
 
 constexpr std::array kServerConfig{
-    Field{"startnode", 0, T::I16, 2},          Field{"telnetport", 2, T::I16, 2},
-    Field{"maxconnections", 4, T::I16, 2},     Field{"runminimized", 6, T::I16, 2},
-    Field{"dailymaint", 8, T::I16, 2},         Field{"eventbatch", 10, T::I16, 2},
-    Field{"eventbatchdate", 12, T::Str, 6},    Field{"bbsfindenable", 18, T::I16, 2},
-    Field{"bbsfindusername", 20, T::Str, 40},  Field{"bbsfindpassword", 60, T::Str, 40},
-    Field{"savewindowpos", 100, T::I16, 2},    Field{"mintotray", 102, T::I16, 2},
-    Field{"networktossing", 104, T::I16, 2},   Field{"beeponconnect", 106, T::I16, 2},
-    Field{"resolvehostname", 108, T::I16, 2},  Field{"maxlogsize", 110, T::I32, 4},
-    Field{"keldevents", 114, T::I16, 2},       Field{"autoload", 116, T::I16, 2},
-    Field{"netfosssleep", 118, T::I16, 2},     Field{"netfossdelay", 120, T::I16, 2},
-    Field{"netfossbuffer", 122, T::I16, 2},    Field{"ipfiltermode", 124, T::I16, 2},
-    Field{"autoconfig", 126, T::I16, 2},       Field{"showeventwindow", 128, T::I16, 2},
-    Field{"pathwarned", 130, T::I16, 2},       Field{"updatetype", 132, T::I16, 2},
-    Field{"lastupdatecheck", 134, T::Str, 6},  Field{"monitortimezone", 140, T::I16, 2},
-    Field{"updatefreq", 142, T::I16, 2},       Field{"closetotaskbar", 144, T::I16, 2},
+    Field{"startnode", 0, T::I16, 2},
+    Field{"telnetport", 2, T::I16, 2},
+    Field{"maxconnections", 4, T::I16, 2},
+    Field{"runminimized", 6, T::I16, 2},
+    Field{"dailymaint", 8, T::I16, 2},
+    Field{"eventbatch", 10, T::I16, 2},
+    Field{"eventbatchdate", 12, T::Str, 6},
+    Field{"bbsfindenable", 18, T::I16, 2},
+    Field{"bbsfindusername", 20, T::Str, 40},
+    Field{"bbsfindpassword", 60, T::Str, 40},
+    Field{"savewindowpos", 100, T::I16, 2},
+    Field{"mintotray", 102, T::I16, 2},
+    Field{"networktossing", 104, T::I16, 2},
+    Field{"beeponconnect", 106, T::I16, 2},
+    Field{"resolvehostname", 108, T::I16, 2},
+    Field{"maxlogsize", 110, T::I32, 4},
+    Field{"keldevents", 114, T::I16, 2},
+    Field{"autoload", 116, T::I16, 2},
+    Field{"netfosssleep", 118, T::I16, 2},
+    Field{"netfossdelay", 120, T::I16, 2},
+    Field{"netfossbuffer", 122, T::I16, 2},
+    Field{"ipfiltermode", 124, T::I16, 2},
+    Field{"autoconfig", 126, T::I16, 2},
+    Field{"showeventwindow", 128, T::I16, 2},
+    Field{"pathwarned", 130, T::I16, 2},
+    Field{"updatetype", 132, T::I16, 2},
+    Field{"lastupdatecheck", 134, T::Str, 6},
+    Field{"monitortimezone", 140, T::I16, 2},
+    Field{"updatefreq", 142, T::I16, 2},
+    Field{"closetotaskbar", 144, T::I16, 2},
     Field{"refreshstatsinterval", 146, T::I16, 2},
 };
 static_assert(fieldsAreContiguous(kServerConfig, 148));
@@ -156,6 +171,10 @@ const RecordLayout& serverDataLayout() {
     return layout;
 }
 
-std::span<const ServerConfigDefault> serverConfigDefaults() { return kServerConfigDefaults; }
+std::span<const ServerConfigDefault> serverConfigDefaults() {
+    return kServerConfigDefaults;
+}
 
-std::span<const std::string_view> sysPathDirectoryFields() { return kDirectoryFields; }
+std::span<const std::string_view> sysPathDirectoryFields() {
+    return kDirectoryFields;
+}

@@ -11,7 +11,9 @@ namespace {
 
 const QString kCannotLoad = QStringLiteral("Error While Loading KELDTS.CFG");
 
-ConfigLoad fatal(const QString& text) { return {true, text}; }
+ConfigLoad fatal(const QString& text) {
+    return {true, text};
+}
 
 void applyDefault(Record& record, const ServerConfigDefault& d, const QDate& today) {
     const Field* f = record.layout().find(d.name);
@@ -23,8 +25,9 @@ void applyDefault(Record& record, const ServerConfigDefault& d, const QDate& tod
         record.setI32(d.name, d.number);
         break;
     default:
-        record.setStr(d.name, d.text == "today" ? today.toString(QStringLiteral("yyMMdd")).toLatin1()
-                                               : QByteArray(d.text.data(), qsizetype(d.text.size())));
+        record.setStr(d.name, d.text == "today"
+                                  ? today.toString(QStringLiteral("yyMMdd")).toLatin1()
+                                  : QByteArray(d.text.data(), qsizetype(d.text.size())));
         break;
     }
 }
@@ -64,7 +67,8 @@ void correctServerConfig(Board& board) {
     }
     if (cfg.i16("startnode") > 99) {
         board.dialogs.message(
-            title, QStringLiteral("Starting node is greater than the maximum number of connections!"),
+            title,
+            QStringLiteral("Starting node is greater than the maximum number of connections!"),
             MessageIcon::Information);
         cfg.setI16("startnode", 1);
     }
@@ -121,9 +125,13 @@ ConfigLoad loadSystemConfig(Board& board) {
     const QString mainDos = board.sysPaths.text("main");
     const QString mainDir = board.directoryPath("main");
     if (mainDos.isEmpty() || !QFileInfo(mainDir).isDir())
-        return fatal(mainDos + QStringLiteral(" is an invalid directory! Check your path settings in KConfig."));
+        return fatal(
+            mainDos +
+            QStringLiteral(" is an invalid directory! Check your path settings in KConfig."));
     if (!QDir::setCurrent(mainDir))
-        return fatal(mainDos + QStringLiteral(" is an invalid directory! Check your path settings in KConfig."));
+        return fatal(
+            mainDos +
+            QStringLiteral(" is an invalid directory! Check your path settings in KConfig."));
 
     const QString mainCfg = board.filePath("main", QStringLiteral("MAIN.CFG"));
     const QString missingMain = QStringLiteral("Cannot find ") + mainDos +

@@ -27,7 +27,8 @@ QString normalizeTime(const QString& text) {
     const long long hours = leadingNumber(hoursText);
     const long long minutes = leadingNumber(minutesText);
     const auto part = [](long long value, long long limit) {
-        return QString::number(value >= 0 && value <= limit ? value : 0).rightJustified(2, QLatin1Char('0'));
+        return QString::number(value >= 0 && value <= limit ? value : 0)
+            .rightJustified(2, QLatin1Char('0'));
     };
     return part(hours, 23) + QLatin1Char(':') + part(minutes, 59);
 }

@@ -55,8 +55,8 @@ void saveWindowState(Board& board, const QPoint& lastTopLeft, const ScreenGeomet
             board.logs.reportError(QStringLiteral("Error While Saving KELDTS.DAT"));
         return;
     }
-    const bool moved = lastTopLeft.y() != state.i32("windowtop") ||
-                       lastTopLeft.x() != state.i32("windowleft");
+    const bool moved =
+        lastTopLeft.y() != state.i32("windowtop") || lastTopLeft.x() != state.i32("windowleft");
     if (moved && onScreen(lastTopLeft.y(), lastTopLeft.x(), geometry)) {
         state.setI32("windowtop", lastTopLeft.y());
         state.setI32("windowleft", lastTopLeft.x());

@@ -17,6 +17,7 @@ void DefaultAnswerDialogs::message(const QString& title, const QString& text, Me
 }
 
 bool DefaultAnswerDialogs::askYesNo(const QString& title, const QString& text, bool defaultYes) {
-    printBox(prefix_, title, text + (defaultYes ? QLatin1String(" [Yes]") : QLatin1String(" [No]")));
+    printBox(prefix_, title,
+             text + (defaultYes ? QLatin1String(" [Yes]") : QLatin1String(" [No]")));
     return defaultYes;
 }

@@ -10,7 +10,7 @@ enum class MessageIcon { Information, Exclamation, Question, Stop };
 // The one way logic talks to the operator. The desktop shows boxes, the headless server writes
 // the text out and takes the default answer, tests queue answers and read what was asked.
 class Dialogs {
-public:
+  public:
     virtual ~Dialogs() = default;
     virtual void message(const QString& title, const QString& text, MessageIcon icon) = 0;
     // A Yes/No question with the question icon; returns true only for Yes.
@@ -19,19 +19,19 @@ public:
 
 // Answers without asking: what an unattended server does.
 class DefaultAnswerDialogs : public Dialogs {
-public:
+  public:
     explicit DefaultAnswerDialogs(QString prefix = {}) : prefix_(std::move(prefix)) {}
     void message(const QString& title, const QString& text, MessageIcon icon) override;
     bool askYesNo(const QString& title, const QString& text, bool defaultYes) override;
 
-private:
+  private:
     QString prefix_;
 };
 
 // Gives prepared answers, in order, to the questions; boxes go on to `display`. A question
 // beyond the prepared ones gets its default.
 class QueuedAnswers : public Dialogs {
-public:
+  public:
     QueuedAnswers(Dialogs& display, std::initializer_list<bool> answers)
         : display_(display), answers_(answers) {}
     void message(const QString& title, const QString& text, MessageIcon icon) override {
@@ -45,7 +45,7 @@ public:
         return answer;
     }
 
-private:
+  private:
     Dialogs& display_;
     std::deque<bool> answers_;
 };

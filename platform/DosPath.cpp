@@ -10,9 +10,13 @@ void DriveMap::map(QChar drive, const QString& directory) {
     drives_.insert(drive.toUpper(), QDir::cleanPath(directory));
 }
 
-bool DriveMap::isMapped(QChar drive) const { return drives_.contains(drive.toUpper()); }
+bool DriveMap::isMapped(QChar drive) const {
+    return drives_.contains(drive.toUpper());
+}
 
-QString DriveMap::directoryOf(QChar drive) const { return drives_.value(drive.toUpper()); }
+QString DriveMap::directoryOf(QChar drive) const {
+    return drives_.value(drive.toUpper());
+}
 
 namespace {
 
@@ -26,8 +30,8 @@ QString matchComponent(const QString& directory, const QString& name) {
     const QString direct = directory + QLatin1Char('/') + name;
     if (exists(direct))
         return name;
-    DIR* dir = ::opendir(QFile::encodeName(directory.isEmpty() ? QStringLiteral("/") : directory)
-                             .constData());
+    DIR* dir = ::opendir(
+        QFile::encodeName(directory.isEmpty() ? QStringLiteral("/") : directory).constData());
     if (!dir)
         return name;
     QString found = name;

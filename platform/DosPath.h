@@ -6,19 +6,19 @@
 // Board files hold DOS paths ("C:\KELD\TEXT") because the DOS node programs read the same
 // files. The drive map of KELDTS.INI says where each drive lives on this machine.
 class DriveMap {
-public:
+  public:
     void map(QChar drive, const QString& directory);
     bool isMapped(QChar drive) const;
     QString directoryOf(QChar drive) const;
     bool isEmpty() const { return drives_.isEmpty(); }
 
-private:
+  private:
     QMap<QChar, QString> drives_;
 };
 
 struct ResolvedPath {
-    QString path;         // native path; empty when the drive is not mapped
-    QChar unmappedDrive;  // the drive letter that has no mapping, or null
+    QString path;        // native path; empty when the drive is not mapped
+    QChar unmappedDrive; // the drive letter that has no mapping, or null
     bool ok() const { return unmappedDrive.isNull(); }
 };
 

@@ -42,11 +42,14 @@ PlatformSettings readPlatformSettings(const QString& iniPath) {
                 settings.drives.map(key.at(0), value);
             else
                 settings.problems << where;
-        } else if (section == QLatin1String("dos") && key.compare(QLatin1String("run"), Qt::CaseInsensitive) == 0) {
+        } else if (section == QLatin1String("dos") &&
+                   key.compare(QLatin1String("run"), Qt::CaseInsensitive) == 0) {
             settings.dosRun = value;
-        } else if (section == QLatin1String("nodes") && key.compare(QLatin1String("host"), Qt::CaseInsensitive) == 0) {
+        } else if (section == QLatin1String("nodes") &&
+                   key.compare(QLatin1String("host"), Qt::CaseInsensitive) == 0) {
             settings.nodeHost = value.toLower();
-        } else if (section == QLatin1String("nodes") && key.compare(QLatin1String("viewer"), Qt::CaseInsensitive) == 0) {
+        } else if (section == QLatin1String("nodes") &&
+                   key.compare(QLatin1String("viewer"), Qt::CaseInsensitive) == 0) {
             settings.viewer = value;
         } else {
             settings.problems << where;

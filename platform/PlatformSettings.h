@@ -9,10 +9,10 @@
 // DOS board files cannot say.
 struct PlatformSettings {
     DriveMap drives;
-    QString dosRun;             // [Dos] run=: template that runs a DOS batch
-    QString nodeHost = QStringLiteral("tmux");  // [Nodes] host=: tmux | process
-    QString viewer;             // [Nodes] viewer=: terminal command that shows a node
-    QStringList problems;       // lines that could not be understood, for the log
+    QString dosRun;                            // [Dos] run=: template that runs a DOS batch
+    QString nodeHost = QStringLiteral("tmux"); // [Nodes] host=: tmux | process
+    QString viewer;       // [Nodes] viewer=: terminal command that shows a node
+    QStringList problems; // lines that could not be understood, for the log
 };
 
 // A missing file gives the defaults; a line that makes no sense is noted, never fatal.

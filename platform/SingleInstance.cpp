@@ -27,13 +27,16 @@ QString SingleInstance::runtimeDirectory() {
     return QStringLiteral("/tmp/keldts-%1").arg(::getuid());
 }
 
-QString SingleInstance::socketPath() { return runtimeDirectory() + QStringLiteral("/KELDTS.sock"); }
+QString SingleInstance::socketPath() {
+    return runtimeDirectory() + QStringLiteral("/KELDTS.sock");
+}
 
 bool SingleInstance::acquire(QString* error) {
     const QString dir = runtimeDirectory();
     const QByteArray dirName = QFile::encodeName(dir);
     if (::mkdir(dirName.constData(), 0700) != 0 && errno != EEXIST) {
-        *error = QStringLiteral("Cannot create %1: %2").arg(dir, QString::fromLocal8Bit(strerror(errno)));
+        *error = QStringLiteral("Cannot create %1: %2")
+                     .arg(dir, QString::fromLocal8Bit(strerror(errno)));
         return false;
     }
     const QByteArray lockName = QFile::encodeName(dir + QStringLiteral("/KELDTS.lock"));
@@ -57,7 +60,8 @@ bool SingleInstance::acquire(QString* error) {
     server_ = new QLocalServer(this);
     server_->setSocketOptions(QLocalServer::UserAccessOption);
     if (!server_->listen(socketPath())) {
-        *error = QStringLiteral("Cannot listen on %1: %2").arg(socketPath(), server_->errorString());
+        *error =
+            QStringLiteral("Cannot listen on %1: %2").arg(socketPath(), server_->errorString());
         return false;
     }
     connect(server_, &QLocalServer::newConnection, this, &SingleInstance::serve);
@@ -73,7 +77,8 @@ void SingleInstance::serve() {
                     client->abort();
                 return;
             }
-            const QString command = QString::fromUtf8(client->readLine(kMaxCommandLength)).trimmed();
+            const QString command =
+                QString::fromUtf8(client->readLine(kMaxCommandLength)).trimmed();
             std::function<void()> after;
             const QString reply = handler_ ? handler_(command, after) : QStringLiteral("not ready");
             client->write((reply + QLatin1Char('\n')).toUtf8());

@@ -12,7 +12,7 @@ class QLocalServer;
 // taken sends "activate" and leaves.
 class SingleInstance : public QObject {
     Q_OBJECT
-public:
+  public:
     // A command line in, one reply line out. `after` runs once the reply has gone out, so
     // that "exit" can answer before the process ends.
     using Handler = std::function<QString(const QString& command, std::function<void()>& after)>;
@@ -32,7 +32,7 @@ public:
     // Sends one command to the running instance and returns its reply; false when none runs.
     static bool request(const QString& command, QString* reply, int timeoutMs = 5000);
 
-private:
+  private:
     void serve();
 
     int lockFd_ = -1;

@@ -8,13 +8,13 @@ class QSocketNotifier;
 // the same code as the File menu's Exit and never runs inside a signal handler.
 class TerminationSignals : public QObject {
     Q_OBJECT
-public:
+  public:
     explicit TerminationSignals(QObject* parent = nullptr);
     ~TerminationSignals() override;
 
-signals:
+  signals:
     void terminationRequested();
 
-private:
+  private:
     QSocketNotifier* notifier_ = nullptr;
 };

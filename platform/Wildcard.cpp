@@ -10,8 +10,7 @@ bool matchPart(QStringView pattern, QStringView text) {
             starP = p++;
             starT = t;
         } else if (p < pattern.size() &&
-                   (pattern[p] == QLatin1Char('?') ||
-                    pattern[p].toUpper() == text[t].toUpper())) {
+                   (pattern[p] == QLatin1Char('?') || pattern[p].toUpper() == text[t].toUpper())) {
             ++p;
             ++t;
         } else if (starP >= 0) {
@@ -21,8 +20,7 @@ bool matchPart(QStringView pattern, QStringView text) {
             return false;
         }
     }
-    while (p < pattern.size() &&
-           (pattern[p] == QLatin1Char('*') || pattern[p] == QLatin1Char('?')))
+    while (p < pattern.size() && (pattern[p] == QLatin1Char('*') || pattern[p] == QLatin1Char('?')))
         ++p;
     return p == pattern.size();
 }
@@ -40,7 +38,8 @@ bool matchesDosWildcard(const QString& pattern, const QString& fileName) {
     if (patternDot < 0)
         return matchPart(pattern, fileName);
     const qsizetype nameDot = fileName.lastIndexOf(QLatin1Char('.'));
-    const QStringView name = nameDot < 0 ? QStringView(fileName) : QStringView(fileName).left(nameDot);
+    const QStringView name =
+        nameDot < 0 ? QStringView(fileName) : QStringView(fileName).left(nameDot);
     const QStringView ext = nameDot < 0 ? QStringView() : QStringView(fileName).mid(nameDot + 1);
     return matchPart(QStringView(pattern).left(patternDot), name) &&
            matchPart(QStringView(pattern).mid(patternDot + 1), ext);

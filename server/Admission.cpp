@@ -47,7 +47,9 @@ void Admission::guarded(const std::function<bool()>& step) {
         invalidSession();
 }
 
-void Admission::start() { later(&Admission::judge); }
+void Admission::start() {
+    later(&Admission::judge);
+}
 
 void Admission::judge() {
     guarded([this] {
@@ -72,7 +74,8 @@ void Admission::judge() {
         }
         if (board_.serverConfig.i16("beeponconnect") == 1)
             context_.beep();
-        logs_.writeDebugPane(paneTime() + QStringLiteral(" : Node %1 Started By IP %2").arg(node_).arg(ip_));
+        logs_.writeDebugPane(paneTime() +
+                             QStringLiteral(" : Node %1 Started By IP %2").arg(node_).arg(ip_));
         logs_.writeEventLog(QStringLiteral("(%1) Connection Accepted [%2]").arg(node_).arg(ip_));
         if (!connection_->send(admission::banner(QString::fromLatin1(Board::kVersion)) + kCrLf))
             return false;
@@ -126,7 +129,8 @@ void Admission::resolved(const QString& hostName) {
                 const QString login = QStringLiteral("CH %1 %2 - Telnet Login IP: %3 Hostname: %4")
                                           .arg(node_)
                                           .arg(paneTime(), ip_, hostName_);
-                for (const QString& line : {dashes, QStringLiteral("KELDTS Telnet Connection"), login, dashes}) {
+                for (const QString& line :
+                     {dashes, QStringLiteral("KELDTS Telnet Connection"), login, dashes}) {
                     if (!logs_.writeBbsLog(line))
                         return false;
                 }
@@ -134,7 +138,8 @@ void Admission::resolved(const QString& hostName) {
                     context_.nodes.configureNodeChannel(node_);
                 QFile door(board_.filePath("main", QStringLiteral("DOOR32.SYS")));
                 const QByteArray text = admission::door32Sys(handle_, node_);
-                if (!door.open(QIODevice::WriteOnly | QIODevice::Truncate) || door.write(text) != text.size())
+                if (!door.open(QIODevice::WriteOnly | QIODevice::Truncate) ||
+                    door.write(text) != text.size())
                     return false;
                 door.close();
                 negotiate();
@@ -222,7 +227,8 @@ void Admission::refuse(Refusal reason) {
     }
     case Refusal::NoNode:
         pane = t + QStringLiteral(" : Connection Refused (No Available Node)");
-        event = QStringLiteral("(%1) Connection Refused (No Available Node) [%2]").arg(node_).arg(ip_);
+        event =
+            QStringLiteral("(%1) Connection Refused (No Available Node) [%2]").arg(node_).arg(ip_);
         text = admission::allBusyText(bbsName);
         break;
     }
@@ -242,8 +248,10 @@ void Admission::refuse(Refusal reason) {
 void Admission::invalidSession() {
     if (done_)
         return;
-    logs_.writeDebugPane(paneTime() + QStringLiteral(" : Connection Refused (Invalid Session) [%1]").arg(node_));
-    logs_.writeEventLog(QStringLiteral("(%1) Connection Refused (Invalid Session) [%2]").arg(node_).arg(ip_));
+    logs_.writeDebugPane(paneTime() +
+                         QStringLiteral(" : Connection Refused (Invalid Session) [%1]").arg(node_));
+    logs_.writeEventLog(
+        QStringLiteral("(%1) Connection Refused (Invalid Session) [%2]").arg(node_).arg(ip_));
     finish();
 }
 

@@ -29,16 +29,16 @@ struct AdmissionContext {
 // the board lets other events in is a return to the event loop; nothing here blocks it.
 class Admission : public QObject {
     Q_OBJECT
-public:
+  public:
     Admission(AdmissionContext& context, int socketFd, int node, QObject* parent = nullptr);
     ~Admission() override;
 
     void start();
 
-signals:
+  signals:
     void finished();
 
-private:
+  private:
     enum class Refusal { BlockedIp, Offline, NetTime, NoNode };
 
     void judge();

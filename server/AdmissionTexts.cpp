@@ -29,7 +29,8 @@ QByteArray offlineText(const QString& bbsName) {
 }
 
 QByteArray allBusyText(const QString& bbsName) {
-    return youHaveReached(bbsName) + "All nodes are currently busy. Please try again later." + kCrLf;
+    return youHaveReached(bbsName) + "All nodes are currently busy. Please try again later." +
+           kCrLf;
 }
 
 QByteArray netTimeText(const QString& bbsName, const QByteArray& netOnlyFile, bool fileExists) {
@@ -39,7 +40,9 @@ QByteArray netTimeText(const QString& bbsName, const QByteArray& netOnlyFile, bo
            "The BBS is currently down for network traffic. Please try again later." + kCrLf;
 }
 
-QByteArray resolvingPrompt() { return kEsc + "[1;30mResolving Hostname... " + kEsc + "[0m"; }
+QByteArray resolvingPrompt() {
+    return kEsc + "[1;30mResolving Hostname... " + kEsc + "[0m";
+}
 
 const std::array<QByteArray, 6>& telnetOptions() {
     static const std::array<QByteArray, 6> options{
@@ -49,7 +52,9 @@ const std::array<QByteArray, 6>& telnetOptions() {
     return options;
 }
 
-bool holdsDoEcho(const QByteArray& data) { return data.contains(QByteArray("\xff\xfd\x01", 3)); }
+bool holdsDoEcho(const QByteArray& data) {
+    return data.contains(QByteArray("\xff\xfd\x01", 3));
+}
 
 bool inNetTime(const QString& lowTime, const QString& highTime, const QDateTime& now) {
     const QString low = lowTime.trimmed();
@@ -66,8 +71,9 @@ bool inNetTime(const QString& lowTime, const QString& highTime, const QDateTime&
 }
 
 QByteArray door32Sys(const QString& handle, int node) {
-    const QByteArray lines[] = {"2", handle.toLatin1(), "115200", "KELDTS", "1",
-                                "BBS User", "BBS User", "1", "1", QByteArray::number(node)};
+    const QByteArray lines[] = {
+        "2",        handle.toLatin1(), "115200", "KELDTS", "1",
+        "BBS User", "BBS User",        "1",      "1",      QByteArray::number(node)};
     QByteArray out;
     for (const QByteArray& line : lines)
         out += line + kCrLf;

@@ -27,7 +27,9 @@ CallerConnection::CallerConnection(int fd, QObject* parent) : QObject(parent), f
     connect(readNotifier_, &QSocketNotifier::activated, this, &CallerConnection::readable);
 }
 
-CallerConnection::~CallerConnection() { closeNow(); }
+CallerConnection::~CallerConnection() {
+    closeNow();
+}
 
 QString CallerConnection::remoteAddress() const {
     sockaddr_storage storage{};
@@ -86,7 +88,8 @@ void CallerConnection::flush() {
 
 QByteArray CallerConnection::receive(qsizetype limit) {
     QByteArray data(limit, Qt::Uninitialized);
-    const ssize_t n = fd_ < 0 ? 0 : ::recv(fd_, data.data(), static_cast<size_t>(limit), MSG_DONTWAIT);
+    const ssize_t n =
+        fd_ < 0 ? 0 : ::recv(fd_, data.data(), static_cast<size_t>(limit), MSG_DONTWAIT);
     if (n == 0 || (n < 0 && errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR))
         peerGone_ = true;
     data.resize(n > 0 ? n : 0);

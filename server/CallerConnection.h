@@ -10,7 +10,7 @@ class QSocketNotifier;
 // the kernel does not take at once waits here, within a bound.
 class CallerConnection : public QObject {
     Q_OBJECT
-public:
+  public:
     explicit CallerConnection(int fd, QObject* parent = nullptr);
     ~CallerConnection() override;
 
@@ -29,10 +29,10 @@ public:
     // Closes once the queued output has gone out, or after a bound; deletes itself then.
     void closeWhenSent();
 
-signals:
+  signals:
     void readable();
 
-private:
+  private:
     void flush();
     void closeNow();
 

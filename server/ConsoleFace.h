@@ -9,7 +9,7 @@
 // What the server asks of the window it runs in: the desktop's main form, or nothing at all
 // when it runs headless.
 class ConsoleFace {
-public:
+  public:
     virtual ~ConsoleFace() = default;
     virtual ScreenGeometry geometry() const = 0;
     virtual QPoint position() const = 0;

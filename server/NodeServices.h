@@ -4,7 +4,7 @@
 
 // What admission and the server's life cycle ask of the node table and of node launching.
 class NodeServices {
-public:
+  public:
     virtual ~NodeServices() = default;
     // The lowest free telnet node, 0 when none is free.
     virtual int findFreeNode() = 0;
@@ -29,7 +29,7 @@ public:
 // A board without node hosting: no node is ever free or running, so every caller who passes
 // the other checks hears that all nodes are busy.
 class NoNodeServices final : public NodeServices {
-public:
+  public:
     int findFreeNode() override { return 0; }
     bool isNodeInUse(int) override { return false; }
     void refreshNodeList() override {}
@@ -41,6 +41,8 @@ public:
     bool killProcessTree(qint64) override { return false; }
     void configureNodeChannel(int) override {}
     void makeNodeDirectory(int) override {}
-    bool writeTcpipCfg(const QString&, int, const QString&, const QString&) override { return true; }
+    bool writeTcpipCfg(const QString&, int, const QString&, const QString&) override {
+        return true;
+    }
     void launchNode(int, int) override {}
 };

@@ -28,14 +28,16 @@ Server::Server(Board& board, BoardLogs& logs, DebugPane& pane, NodeServices& nod
     connect(&timer3_, &QTimer::timeout, this, &Server::minuteTick);
     connect(&timer4_, &QTimer::timeout, this, &Server::secondTick);
     connect(listener_, &TelnetListener::connectionRequest, this, &Server::onConnectionRequest);
-    context_ = std::make_unique<AdmissionContext>(AdmissionContext{
-        board_, logs_, nodes_, [this](const QString& ip) { return ipFilter_(ip); },
-        [this] { face_.beep(); }, [this] { timer1_.start(); }});
+    context_ = std::make_unique<AdmissionContext>(
+        AdmissionContext{board_, logs_, nodes_, [this](const QString& ip) { return ipFilter_(ip); },
+                         [this] { face_.beep(); }, [this] { timer1_.start(); }});
 }
 
 Server::~Server() = default;
 
-quint16 Server::listeningPort() const { return listener_->isListening() ? listener_->serverPort() : 0; }
+quint16 Server::listeningPort() const {
+    return listener_->isListening() ? listener_->serverPort() : 0;
+}
 
 bool Server::timerActive(int number) const {
     switch (number) {
@@ -95,7 +97,8 @@ bool Server::load(const QString& commandLine, const QString& startDirectory) {
                              board_.startTime.toString(QStringLiteral("MM/dd/yyyy")),
                              QStringLiteral("https://keldts.example.org")));
     pane_.clear();
-    logs_.writeEventLog(QStringLiteral("--- KELDTS v%1 Loaded").arg(QString::fromLatin1(Board::kVersion)));
+    logs_.writeEventLog(
+        QStringLiteral("--- KELDTS v%1 Loaded").arg(QString::fromLatin1(Board::kVersion)));
     face_.showForm();
     emit runStateChanged(board_.serverState);
     return true;
@@ -170,12 +173,19 @@ bool Server::queryUnload(CloseReason reason, Dialogs& answers) {
     }
     if (nodes_.isNodeInUse(0)) {
         const QString title = QStringLiteral("KELDTS Shutdown");
-        if (!answers.askYesNo(title, QStringLiteral("KELDTS detects there are BBS nodes in use!\r\nDo you want to proceed?"), false))
+        if (!answers.askYesNo(
+                title,
+                QStringLiteral(
+                    "KELDTS detects there are BBS nodes in use!\r\nDo you want to proceed?"),
+                false))
             return false;
-        if (answers.askYesNo(title, QStringLiteral("Do you wish to force all nodes to close before exiting?"), false)) {
+        if (answers.askYesNo(
+                title, QStringLiteral("Do you wish to force all nodes to close before exiting?"),
+                false)) {
             const int last = board_.mainConfig.i16("maxchannelno");
             for (int node = 1; node <= last && nodes_.isNodeInUse(0); ++node) {
-                if (!nodes_.isNodeInUse(node) || !nodes_.killProcessTree(nodes_.nodeProcessId(node)))
+                if (!nodes_.isNodeInUse(node) ||
+                    !nodes_.killProcessTree(nodes_.nodeProcessId(node)))
                     continue;
                 nodes_.resetNodeRecord(node);
                 nodes_.deleteNodeFiles(node);
@@ -254,7 +264,8 @@ void Server::secondTick() {
     board_.displayDate = now.date();
     pane_.clear();
     logs_.writeDebugPane(now.toString(QStringLiteral("HH:mm:ss")) + QStringLiteral(" : ") +
-                         now.toString(QStringLiteral("MM/dd/yyyy")) + QStringLiteral(" : Daily Display Reset."));
+                         now.toString(QStringLiteral("MM/dd/yyyy")) +
+                         QStringLiteral(" : Daily Display Reset."));
 }
 
 QString Server::control(const QString& command, std::function<void()>& after) {
@@ -262,8 +273,9 @@ QString Server::control(const QString& command, std::function<void()>& after) {
     if (word == QLatin1String("status"))
         return runStateName(board_.serverState);
     if (word == QLatin1String("activate")) {
-        logs_.writeDebugPane(logs_.paneTime() +
-                             QStringLiteral(" : Another start of KELDTS was turned away; this one keeps running."));
+        logs_.writeDebugPane(
+            logs_.paneTime() +
+            QStringLiteral(" : Another start of KELDTS was turned away; this one keeps running."));
         face_.bringToFront();
         return QStringLiteral("activated");
     }

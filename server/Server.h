@@ -19,7 +19,7 @@ class TelnetListener;
 // socket, admissions, and closing. The desktop form and the headless runner both drive it.
 class Server : public QObject {
     Q_OBJECT
-public:
+  public:
     enum class CloseReason { CloseButton, ExitCommand, Signal };
 
     Server(Board& board, BoardLogs& logs, DebugPane& pane, NodeServices& nodes, ConsoleFace& face,
@@ -50,11 +50,11 @@ public:
     quint16 listeningPort() const;
     bool timerActive(int number) const;
 
-signals:
+  signals:
     void exitRequested(int exitCode);
     void runStateChanged(int state);
 
-private:
+  private:
     void startListening();
     void setRunState(int state, const QString& paneText, const QString& logText);
     void onConnectionRequest(int socketFd);

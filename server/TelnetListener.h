@@ -6,12 +6,12 @@
 // what a caller types ahead reaches the node.
 class TelnetListener : public QTcpServer {
     Q_OBJECT
-public:
+  public:
     using QTcpServer::QTcpServer;
 
-signals:
+  signals:
     void connectionRequest(int socketFd);
 
-protected:
+  protected:
     void incomingConnection(qintptr socketFd) override { emit connectionRequest(int(socketFd)); }
 };

@@ -24,7 +24,8 @@ void GuiDialogs::message(const QString& title, const QString& text, MessageIcon 
 }
 
 bool GuiDialogs::askYesNo(const QString& title, const QString& text, bool defaultYes) {
-    QMessageBox box(QMessageBox::Question, title, text, QMessageBox::Yes | QMessageBox::No, parent_);
+    QMessageBox box(QMessageBox::Question, title, text, QMessageBox::Yes | QMessageBox::No,
+                    parent_);
     box.setDefaultButton(defaultYes ? QMessageBox::Yes : QMessageBox::No);
     return box.exec() == QMessageBox::Yes;
 }

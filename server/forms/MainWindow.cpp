@@ -59,7 +59,8 @@ MainWindow::MainWindow(DebugPane& pane, QWidget* parent) : QMainWindow(parent) {
     stop_ = addMenuAction(file, "mnuFileServerStop", QStringLiteral("Server S&top"));
     offline_ = addMenuAction(file, "mnuFileServerOffline", QStringLiteral("Server &Offline"));
     file->addSeparator();
-    QAction* reload = addMenuAction(file, "mnuFileReloadCfg", QStringLiteral("&Reload Configuration"));
+    QAction* reload =
+        addMenuAction(file, "mnuFileReloadCfg", QStringLiteral("&Reload Configuration"));
     file->addSeparator();
     QAction* exit = addMenuAction(file, "mnuFileExit", QStringLiteral("E&xit"));
 
@@ -122,16 +123,18 @@ void MainWindow::buildTray() {
     connect(trayStop_, &QAction::triggered, stop_, &QAction::trigger);
     connect(trayOffline_, &QAction::triggered, offline_, &QAction::trigger);
     connect(restore, &QAction::triggered, this, &MainWindow::bringToFront);
-    connect(exit, &QAction::triggered, findChild<QAction*>(QStringLiteral("mnuFileExit")), &QAction::trigger);
+    connect(exit, &QAction::triggered, findChild<QAction*>(QStringLiteral("mnuFileExit")),
+            &QAction::trigger);
     if (!QSystemTrayIcon::isSystemTrayAvailable())
         return;
     tray_ = new QSystemTrayIcon(trayIcon(101), this);
     tray_->setObjectName(QStringLiteral("trayIcon"));
     tray_->setContextMenu(menu);
-    connect(tray_, &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason why) {
-        if (why == QSystemTrayIcon::DoubleClick || why == QSystemTrayIcon::Trigger)
-            bringToFront();
-    });
+    connect(tray_, &QSystemTrayIcon::activated, this,
+            [this](QSystemTrayIcon::ActivationReason why) {
+                if (why == QSystemTrayIcon::DoubleClick || why == QSystemTrayIcon::Trigger)
+                    bringToFront();
+            });
 }
 
 void MainWindow::attach(Server* server, Dialogs* dialogs) {
@@ -150,7 +153,8 @@ void MainWindow::place(const WindowPlacement& placement) {
 }
 
 void MainWindow::setMinimized(bool minimized) {
-    setWindowState(minimized ? (windowState() | Qt::WindowMinimized) : (windowState() & ~Qt::WindowMinimized));
+    setWindowState(minimized ? (windowState() | Qt::WindowMinimized)
+                             : (windowState() & ~Qt::WindowMinimized));
 }
 
 void MainWindow::applyRunState(const RunStateView& view) {
@@ -186,7 +190,9 @@ void MainWindow::trayRemove() {
         tray_->hide();
 }
 
-void MainWindow::setBanner(const QString& text) { info_->setText(text); }
+void MainWindow::setBanner(const QString& text) {
+    info_->setText(text);
+}
 
 void MainWindow::bringToFront() {
     show();
@@ -195,7 +201,9 @@ void MainWindow::bringToFront() {
     activateWindow();
 }
 
-void MainWindow::beep() { QApplication::beep(); }
+void MainWindow::beep() {
+    QApplication::beep();
+}
 
 void MainWindow::closeEvent(QCloseEvent* event) {
     if (exiting_ || !server_) {

@@ -16,7 +16,7 @@ class Server;
 // sysop's commands on; the server's logic lives in Server.
 class MainWindow : public QMainWindow, public ConsoleFace {
     Q_OBJECT
-public:
+  public:
     explicit MainWindow(DebugPane& pane, QWidget* parent = nullptr);
 
     void attach(Server* server, Dialogs* dialogs);
@@ -35,11 +35,11 @@ public:
     void hideForm() override { hide(); }
     void beep() override;
 
-protected:
+  protected:
     void closeEvent(QCloseEvent* event) override;
     void changeEvent(QEvent* event) override;
 
-private:
+  private:
     QAction* addMenuAction(QMenu* menu, const char* name, const QString& text);
     void buildTray();
 

@@ -4,12 +4,13 @@
 
 // A clock that stands where the test puts it.
 class ManualClock final : public Clock {
-public:
-    explicit ManualClock(QDateTime at = QDateTime(QDate(2026, 3, 14), QTime(12, 0, 0))) : now_(at) {}
+  public:
+    explicit ManualClock(QDateTime at = QDateTime(QDate(2026, 3, 14), QTime(12, 0, 0)))
+        : now_(at) {}
     QDateTime now() const override { return now_; }
     void set(const QDateTime& at) { now_ = at; }
     void advance(qint64 seconds) { now_ = now_.addSecs(seconds); }
 
-private:
+  private:
     QDateTime now_;
 };

@@ -8,7 +8,7 @@
 
 // Records every box and question; answers questions from a queue, else with their default.
 class ScriptedDialogs final : public Dialogs {
-public:
+  public:
     struct Shown {
         QString title;
         QString text;

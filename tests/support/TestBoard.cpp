@@ -19,7 +19,9 @@ TestBoard::TestBoard(int port) : previousDir_(QDir::currentPath()) {
     logs.attach(board.get());
 }
 
-TestBoard::~TestBoard() { QDir::setCurrent(previousDir_); }
+TestBoard::~TestBoard() {
+    QDir::setCurrent(previousDir_);
+}
 
 QByteArray TestBoard::read(const QString& name) const {
     QFile f(file(name));

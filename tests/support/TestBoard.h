@@ -14,7 +14,7 @@
 // test controls. The current directory is the board's main directory while it lives, and is
 // put back afterwards.
 class TestBoard {
-public:
+  public:
     explicit TestBoard(int port = 2323);
     ~TestBoard();
 
@@ -34,7 +34,7 @@ public:
     BoardLogs logs{pane};
     std::unique_ptr<Board> board;
 
-private:
+  private:
     QString previousDir_;
     QTemporaryDir dir_;
     QString mainDir_;
