@@ -7,17 +7,21 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
 
+// Appends whole lines or nothing: a write cut short by a full disk or a file-size limit is
+// taken back, so the log never holds half a line.
 bool appendBytes(const QString& path, const QByteArray& bytes) {
     const int fd = ::open(QFile::encodeName(path).constData(),
                           O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
     if (fd < 0)
         return false;
+    struct stat before {};
+    bool ok = ::fstat(fd, &before) == 0;
     qsizetype done = 0;
-    bool ok = true;
     while (ok && done < bytes.size()) {
         const ssize_t n =
             ::write(fd, bytes.constData() + done, static_cast<size_t>(bytes.size() - done));
@@ -26,6 +30,8 @@ bool appendBytes(const QString& path, const QByteArray& bytes) {
         ok = n > 0;
         done += n > 0 ? n : 0;
     }
+    if (!ok && done > 0 && ::ftruncate(fd, before.st_size) != 0)
+        ok = false;
     return ::close(fd) == 0 && ok;
 }
 

@@ -102,13 +102,28 @@ Record newServerConfig(const QDate& today) {
     return record;
 }
 
+bool getMainConfig(const Board& board, Record& mainConfig, QString* error) {
+    if (!recordfile::read(board.filePath("main", QStringLiteral("MAIN.CFG")), 1, mainConfig, error))
+        return false;
+    mainConfig.setText("netlowtime", normalizeTime(mainConfig.text("netlowtime")));
+    mainConfig.setText("nethightime", normalizeTime(mainConfig.text("nethightime")));
+    return true;
+}
+
+bool getSysPaths(const Board& board, bool fromCurrentDirectory, Record& sysPaths, QString* error) {
+    const QString path = fromCurrentDirectory
+                             ? QDir::current().absoluteFilePath(QStringLiteral("SYSPATHS.CFG"))
+                             : board.filePath("main", QStringLiteral("SYSPATHS.CFG"));
+    return recordfile::read(path, 1, sysPaths, error);
+}
+
 ConfigLoad loadSystemConfig(Board& board) {
     const QString sysPathsFile = QDir::current().absoluteFilePath(QStringLiteral("SYSPATHS.CFG"));
     if (!QFileInfo(sysPathsFile).isFile())
         return fatal(QStringLiteral(
             "Cannot find SYSPATHS.CFG! Make sure KELDTS is in your KELD main directory."));
     QString error;
-    if (!recordfile::read(sysPathsFile, 1, board.sysPaths, &error))
+    if (!getSysPaths(board, true, board.sysPaths, &error))
         return fatal(error);
     board.sysPaths.setStr("main", board.sysPaths.str("main"));
 
@@ -138,10 +153,8 @@ ConfigLoad loadSystemConfig(Board& board) {
                                 QStringLiteral("\\MAIN.CFG! Check your path settings in KConfig.");
     if (!QFileInfo(mainCfg).isFile())
         return fatal(missingMain);
-    if (!recordfile::read(mainCfg, 1, board.mainConfig, &error))
+    if (!getMainConfig(board, board.mainConfig, &error))
         return fatal(missingMain + QStringLiteral(" (") + error + QLatin1Char(')'));
-    board.mainConfig.setText("netlowtime", normalizeTime(board.mainConfig.text("netlowtime")));
-    board.mainConfig.setText("nethightime", normalizeTime(board.mainConfig.text("nethightime")));
     if (board.mainConfig.i16("maxchannelno") > 100)
         board.mainConfig.setI16("maxchannelno", 100);
 

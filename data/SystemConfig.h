@@ -15,6 +15,13 @@ struct ConfigLoad {
 // settings in memory. Boxes for the corrections go through the board's dialogs.
 ConfigLoad loadSystemConfig(Board& board);
 
+// MAIN.CFG from the main directory, with the network period's times put in "hh:mm" form.
+bool getMainConfig(const Board& board, Record& mainConfig, QString* error);
+
+// SYSPATHS.CFG by its bare name in the current directory (`fromCurrentDirectory`, the way the
+// first read finds it) or from the main directory.
+bool getSysPaths(const Board& board, bool fromCurrentDirectory, Record& sysPaths, QString* error);
+
 // Writes the KELDTS.CFG image as it stands in memory.
 void saveServerConfig(Board& board);
 

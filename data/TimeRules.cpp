@@ -1,5 +1,7 @@
 #include "data/TimeRules.h"
 
+#include <cmath>
+
 long long leadingNumber(QStringView text) {
     qsizetype i = 0;
     while (i < text.size() && text[i].isSpace())
@@ -31,4 +33,25 @@ QString normalizeTime(const QString& text) {
             .rightJustified(2, QLatin1Char('0'));
     };
     return part(hours, 23) + QLatin1Char(':') + part(minutes, 59);
+}
+
+long long dayNumber(int month, int day, int year) {
+    const long long m = (month + 9) % 12;
+    const long long y = year - m / 10;
+    return 365 * y + y / 4 - y / 100 + y / 400 + (306 * m + 5) / 10 + day - 1;
+}
+
+int ageInYears(const QDate& birth, const QDate& today) {
+    const long long d = dayNumber(today.month(), today.day(), today.year()) -
+                        dayNumber(birth.month(), birth.day(), birth.year());
+    return static_cast<int>((d - (d / 365) / 4) / 365);
+}
+
+long long unixTimeNow(const QDateTime& now, int offsetHundredths) {
+    const QDate today = now.date();
+    const double days =
+        double(dayNumber(today.month(), today.day(), today.year()) - dayNumber(1, 1, 1970));
+    const double seconds = days * 86400.0 + now.time().msecsSinceStartOfDay() / 1000 -
+                           offsetHundredths / 100.0 * 3600.0;
+    return std::llround(seconds);
 }

@@ -34,6 +34,8 @@ TerminationSignals::TerminationSignals(QObject* parent) : QObject(parent) {
     ::sigaction(SIGINT, &action, nullptr);
     // A caller who hangs up while we write must not kill the server.
     ::signal(SIGPIPE, SIG_IGN);
+    // A full disk or a file-size limit must fail the write, not end the server.
+    ::signal(SIGXFSZ, SIG_IGN);
 }
 
 TerminationSignals::~TerminationSignals() {

@@ -1,0 +1,145 @@
+#include "data/RecordList.h"
+
+#include "data/RecordFile.h"
+
+#include <QFile>
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace recordlist {
+
+namespace {
+
+QString failure(const QString& what, const QString& path) {
+    return QStringLiteral("%1 %2: %3")
+        .arg(what, path, QString::fromLocal8Bit(std::strerror(errno)));
+}
+
+bool writeAll(int fd, const QByteArray& bytes) {
+    qsizetype done = 0;
+    while (done < bytes.size()) {
+        const ssize_t n =
+            ::write(fd, bytes.constData() + done, static_cast<size_t>(bytes.size() - done));
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return false;
+        done += n;
+    }
+    return true;
+}
+
+// Writes `bytes` to `target` through a new file beside it and a rename.
+bool replaceBytes(const QString& target, const QByteArray& bytes, QString* error) {
+    const QString fresh = target + QStringLiteral(".NEW");
+    const QByteArray freshName = QFile::encodeName(fresh);
+    const int fd = ::open(freshName.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    if (fd < 0) {
+        *error = failure(QStringLiteral("Cannot create"), fresh);
+        return false;
+    }
+    const bool written = writeAll(fd, bytes) && ::fsync(fd) == 0;
+    if (::close(fd) != 0 || !written) {
+        *error = failure(QStringLiteral("Cannot write"), fresh);
+        ::unlink(freshName.constData());
+        return false;
+    }
+    if (::rename(freshName.constData(), QFile::encodeName(target).constData()) != 0) {
+        *error = failure(QStringLiteral("Cannot replace"), target);
+        ::unlink(freshName.constData());
+        return false;
+    }
+    return true;
+}
+
+QByteArray join(const QList<Record>& records) {
+    QByteArray bytes;
+    for (const Record& r : records)
+        bytes += r.bytes();
+    return bytes;
+}
+
+} // namespace
+
+bool count(const QString& path, const RecordLayout& layout, qint16* records, QString* error) {
+    const qint64 size = recordfile::size(path);
+    if (size < 0) {
+        *error = failure(QStringLiteral("Cannot look at"), path);
+        return false;
+    }
+    const qint64 whole = size / layout.length;
+    if (whole > 32767) {
+        *error = QStringLiteral("%1 holds more records than can be counted").arg(path);
+        return false;
+    }
+    *records = static_cast<qint16>(whole);
+    return true;
+}
+
+bool readAll(const QString& path, const RecordLayout& layout, QList<Record>* records,
+             QString* error) {
+    qint16 n = 0;
+    if (!count(path, layout, &n, error))
+        return false;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        *error = QStringLiteral("Cannot open %1: %2").arg(path, file.errorString());
+        return false;
+    }
+    const QByteArray bytes = file.read(qint64(n) * layout.length);
+    records->clear();
+    records->reserve(n);
+    for (qsizetype at = 0; at + layout.length <= bytes.size(); at += layout.length) {
+        Record r(layout);
+        std::memcpy(r.bytes().data(), bytes.constData() + at, static_cast<size_t>(layout.length));
+        records->append(r);
+    }
+    return true;
+}
+
+bool replace(const QString& path, const QList<Record>& records, QString* error) {
+    return replaceBytes(path, join(records), error);
+}
+
+bool compact(const QString& path, const RecordLayout& layout, std::string_view keyField,
+             QString* error) {
+    QList<Record> records;
+    if (!readAll(path, layout, &records, error))
+        return false;
+    QList<Record> kept;
+    for (const Record& r : records) {
+        if (r.str(keyField) != kDeletedMark)
+            kept.append(r);
+    }
+    return replace(path, kept, error);
+}
+
+bool move(const QString& path, const QString& workFile, const RecordLayout& layout, int number,
+          bool up, QString* error) {
+    QList<Record> records;
+    if (!readAll(path, layout, &records, error))
+        return false;
+    const int neighbour = up ? number - 1 : number + 1;
+    if (records.size() < 2 || number < 1 || number > records.size() || neighbour < 1 ||
+        neighbour > records.size())
+        return true;
+    records.swapItemsAt(number - 1, neighbour - 1);
+    const QByteArray bytes = join(records);
+    if (!replaceBytes(workFile, bytes, error) || !replaceBytes(path, bytes, error))
+        return false;
+    QFile::remove(workFile);
+    return true;
+}
+
+bool append(const QString& path, const Record& record, int* number, QString* error) {
+    qint16 n = 0;
+    if (recordfile::size(path) >= 0 && !count(path, record.layout(), &n, error))
+        return false;
+    *number = n + 1;
+    return recordfile::write(path, *number, record, error);
+}
+
+} // namespace recordlist
