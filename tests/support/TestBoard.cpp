@@ -45,3 +45,9 @@ void TestBoard::writeRecord(const QString& name, const Record& record) const {
     QString error;
     EXPECT_TRUE(recordfile::write(file(name), 1, record, &error)) << error.toStdString();
 }
+
+void TestBoard::setServerFlag(std::string_view field, qint16 value) const {
+    Record cfg = record(serverConfigLayout(), QStringLiteral("KELDTS.CFG"));
+    cfg.setI16(field, value);
+    writeRecord(QStringLiteral("KELDTS.CFG"), cfg);
+}

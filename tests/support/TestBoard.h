@@ -27,6 +27,8 @@ class TestBoard {
     // Reads a record file of the board (record 1) with the given layout.
     Record record(const RecordLayout& layout, const QString& name) const;
     void writeRecord(const QString& name, const Record& record) const;
+    // Changes one i16 field of KELDTS.CFG on disk.
+    void setServerFlag(std::string_view field, qint16 value) const;
 
     ManualClock clock;
     ScriptedDialogs dialogs;

@@ -104,9 +104,7 @@ TEST_F(MainWindowTest, LoadingShowsTheBannerAndLogsTheVersion) {
 }
 
 TEST_F(MainWindowTest, CloseButtonOnlyMinimisesWhenClosingToTaskbar) {
-    Record cfg = board.record(serverConfigLayout(), QStringLiteral("KELDTS.CFG"));
-    cfg.setI16("closetotaskbar", 1);
-    board.writeRecord(QStringLiteral("KELDTS.CFG"), cfg);
+    board.setServerFlag("closetotaskbar", 1);
     start();
     window.show();
     QSignalSpy exits(&server, &Server::exitRequested);
@@ -147,9 +145,7 @@ TEST_F(MainWindowTest, ExitWithNodesInUseAsksAndOnlyYesProceeds) {
 }
 
 TEST_F(MainWindowTest, MinimisingGoesToTheTrayAndIsRemembered) {
-    Record cfg = board.record(serverConfigLayout(), QStringLiteral("KELDTS.CFG"));
-    cfg.setI16("mintotray", 1);
-    board.writeRecord(QStringLiteral("KELDTS.CFG"), cfg);
+    board.setServerFlag("mintotray", 1);
     start();
     window.show();
     window.setMinimized(true);
@@ -158,9 +154,7 @@ TEST_F(MainWindowTest, MinimisingGoesToTheTrayAndIsRemembered) {
 }
 
 TEST_F(MainWindowTest, ResetWindowSwitchForgetsTheSavedPosition) {
-    Record cfg = board.record(serverConfigLayout(), QStringLiteral("KELDTS.CFG"));
-    cfg.setI16("savewindowpos", 1);
-    board.writeRecord(QStringLiteral("KELDTS.CFG"), cfg);
+    board.setServerFlag("savewindowpos", 1);
     Record state(windowStateLayout());
     state.setI32("windowtop", 5);
     state.setI32("windowleft", 7);
