@@ -1,0 +1,49 @@
+#pragma once
+
+#include "data/RecordLayout.h"
+
+#include <span>
+#include <string_view>
+
+// The record files that the server and the node programs share. Each function returns the one
+// field table of its file; nothing else in the program knows an offset.
+
+// Connection server
+const RecordLayout& controlLayout();     // CONTROL.DAT, one record per node from node 0
+const RecordLayout& ipFilterLayout();    // KELDTSIP.DAT
+const RecordLayout& fileTriggerLayout(); // KELDTSTR.DAT
+const RecordLayout& statisticsLayout();  // STATKBBS.DAT, also its backup STATKBBS.BAK
+
+// Board configuration
+const RecordLayout& channelsLayout();      // CHANNELS.CFG, the short channel record
+const RecordLayout& channelXLayout();      // CHANNELX.CFG
+const RecordLayout& downloadLayout();      // DOWNLOAD.CFG
+const RecordLayout& uploadLayout();        // UPLOAD.CFG, the same fields as DOWNLOAD.CFG
+const RecordLayout& doorsLayout();         // DOORS.CFG
+const RecordLayout& eventsLayout();        // EVENTS.CFG
+const RecordLayout& voteLayout();          // VOTE.CFG
+const RecordLayout& voteAnswerLayout();    // VOTEn.DAT, n the question's record number
+const RecordLayout& randomLayout();        // RANDOM.CFG
+const RecordLayout& textSectionLayout();   // TEXTSECT.CFG
+const RecordLayout& bulletinLayout();      // TEXTn.DAT, n the section's record number
+const RecordLayout& multiFeedbackLayout(); // MULTIFBX.CFG
+const RecordLayout& quickValidateLayout(); // QUICKVAL.CFG
+const RecordLayout& databaseLayout();      // DATABASE.CFG
+const RecordLayout& databaseGroupLayout(); // DBGROUP.CFG
+
+// Accounts and mail
+const RecordLayout& userLayout();      // USERFILE.DAT, record number = user number
+const RecordLayout& userIndexLayout(); // USERFILE.IDX
+const RecordLayout& mailLayout();      // EMAIL.DAT, also SNTEMAIL.DAT and ONELINE.DAT
+
+struct BoardFile {
+    // The file's name; "n" stands for the number in TEXTn.DAT and VOTEn.DAT.
+    std::string_view name;
+    const RecordLayout& (*layout)();
+    // The SYSPATHS.CFG field that names the file's directory.
+    std::string_view directory;
+};
+
+// Every record file above and the five settings files, each with its directory.
+std::span<const BoardFile> boardFiles();
+const BoardFile* findBoardFile(std::string_view name);
