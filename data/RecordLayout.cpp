@@ -18,12 +18,27 @@ bool RecordLayout::isContiguous() const {
     return fieldsAreContiguous(fields, length);
 }
 
-Record::Record(const RecordLayout& layout) : layout_(&layout), bytes_(layout.length, '\0') {
+Record::Record(const RecordLayout& layout) : layout_(&layout), storage_(layout.length, '\0') {
     clear();
 }
 
+QByteArray Record::bytes() const {
+    if (offset_ == 0 && storage_.size() == layout_->length)
+        return storage_;
+    return storage_.mid(offset_, layout_->length);
+}
+
+QByteArray& Record::bytes() {
+    if (offset_ != 0 || storage_.size() != layout_->length) {
+        storage_ = storage_.mid(offset_, layout_->length);
+        offset_ = 0;
+    }
+    storage_.detach();
+    return storage_;
+}
+
 void Record::clear() {
-    bytes_.fill('\0');
+    bytes().fill('\0');
     for (const Field& f : layout_->fields) {
         if (f.type == FieldType::Str)
             std::memset(at(f), ' ', static_cast<size_t>(f.width));

@@ -47,10 +47,15 @@ constexpr bool fieldsAreContiguous(std::span<const Field> fields, int length) {
 class Record {
   public:
     explicit Record(const RecordLayout& layout);
+    // The record that starts at `offset` in `table`, a whole table as read from a file. The
+    // records of one table share its bytes until one of them is changed.
+    Record(const RecordLayout& layout, const QByteArray& table, qsizetype offset)
+        : layout_(&layout), storage_(table), offset_(offset) {}
 
     const RecordLayout& layout() const { return *layout_; }
-    const QByteArray& bytes() const { return bytes_; }
-    QByteArray& bytes() { return bytes_; }
+    QByteArray bytes() const;
+    // This record's own bytes, to be changed in place.
+    QByteArray& bytes();
 
     // Text fields blank, numbers zero: the state a read beyond the end of a file leaves.
     void clear();
@@ -74,11 +79,12 @@ class Record {
 
   private:
     const Field& field(std::string_view name, FieldType type) const;
-    char* at(const Field& f) { return bytes_.data() + f.offset; }
-    const char* at(const Field& f) const { return bytes_.constData() + f.offset; }
+    char* at(const Field& f) { return bytes().data() + f.offset; }
+    const char* at(const Field& f) const { return storage_.constData() + offset_ + f.offset; }
 
     const RecordLayout* layout_;
-    QByteArray bytes_;
+    QByteArray storage_;
+    qsizetype offset_ = 0;
 };
 
 QByteArray trimBlanks(const QByteArray& text);

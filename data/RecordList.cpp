@@ -84,19 +84,27 @@ bool readAll(const QString& path, const RecordLayout& layout, QList<Record>* rec
     qint16 n = 0;
     if (!count(path, layout, &n, error))
         return false;
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        *error = QStringLiteral("Cannot open %1: %2").arg(path, file.errorString());
+    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        *error = failure(QStringLiteral("Cannot open"), path);
         return false;
     }
-    const QByteArray bytes = file.read(qint64(n) * layout.length);
+    QByteArray table(qsizetype(n) * layout.length, Qt::Uninitialized);
+    qsizetype got = 0;
+    while (got < table.size()) {
+        const ssize_t r = ::read(fd, table.data() + got, static_cast<size_t>(table.size() - got));
+        if (r < 0 && errno == EINTR)
+            continue;
+        if (r <= 0)
+            break;
+        got += r;
+    }
+    // Another program may have cut the file short since it was counted: keep what is there.
     records->clear();
     records->reserve(n);
-    for (qsizetype at = 0; at + layout.length <= bytes.size(); at += layout.length) {
-        Record r(layout);
-        std::memcpy(r.bytes().data(), bytes.constData() + at, static_cast<size_t>(layout.length));
-        records->append(r);
-    }
+    for (qsizetype at = 0; at + layout.length <= got; at += layout.length)
+        records->append(Record(layout, table, at));
+    ::close(fd);
     return true;
 }
 

@@ -7,6 +7,8 @@
 #include <QDir>
 #include <QFileInfo>
 
+#include <algorithm>
+
 namespace {
 
 const QString kCannotLoad = QStringLiteral("Error While Loading KELDTS.CFG");
@@ -78,8 +80,10 @@ void correctServerConfig(Board& board) {
     if (start + cfg.i16("maxconnections") - 1 > 100)
         cfg.setI16("maxconnections", static_cast<qint16>(100 - start + 1));
     const int channels = board.mainConfig.i16("maxchannelno");
+    // A damaged MAIN.CFG can hold a large negative channel count; the result must stay at zero
+    // or below, not wrap round to thousands of nodes.
     if (start + cfg.i16("maxconnections") - 1 > channels)
-        cfg.setI16("maxconnections", static_cast<qint16>(channels - start + 1));
+        cfg.setI16("maxconnections", static_cast<qint16>(std::max(channels - start + 1, -32768)));
     const qint32 logSize = cfg.i32("maxlogsize");
     if (logSize < 0)
         cfg.setI32("maxlogsize", 1048576);
