@@ -110,6 +110,7 @@ int runServer(QCoreApplication& app, SingleInstance& instance, bool headless,
 } // namespace
 
 int main(int argc, char** argv) {
+    ignoreWriteFailureSignals();
     QStringList args;
     for (int i = 0; i < argc; ++i)
         args << QString::fromLocal8Bit(argv[i]);

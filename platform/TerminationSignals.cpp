@@ -32,10 +32,6 @@ TerminationSignals::TerminationSignals(QObject* parent) : QObject(parent) {
     action.sa_flags = SA_RESTART;
     ::sigaction(SIGTERM, &action, nullptr);
     ::sigaction(SIGINT, &action, nullptr);
-    // A caller who hangs up while we write must not kill the server.
-    ::signal(SIGPIPE, SIG_IGN);
-    // A full disk or a file-size limit must fail the write, not end the server.
-    ::signal(SIGXFSZ, SIG_IGN);
 }
 
 TerminationSignals::~TerminationSignals() {
@@ -47,4 +43,11 @@ TerminationSignals::~TerminationSignals() {
             ::close(fd);
         fd = -1;
     }
+}
+
+void ignoreWriteFailureSignals() {
+    // A caller who hangs up while we write must not end the server, and neither may a file
+    // that reaches the size limit: both are write errors the server reports and survives.
+    ::signal(SIGPIPE, SIG_IGN);
+    ::signal(SIGXFSZ, SIG_IGN);
 }

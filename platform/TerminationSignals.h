@@ -18,3 +18,7 @@ class TerminationSignals : public QObject {
   private:
     QSocketNotifier* notifier_ = nullptr;
 };
+
+// Makes a broken connection or an exceeded file-size limit fail the write instead of killing
+// the process. Called first thing, before any file is written.
+void ignoreWriteFailureSignals();
