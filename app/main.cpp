@@ -1,3 +1,4 @@
+#include "app/DemoNode.h"
 #include "app/HeadlessFace.h"
 #include "console/BoardLogs.h"
 #include "console/DebugPane.h"
@@ -116,6 +117,8 @@ int main(int argc, char** argv) {
         args << QString::fromLocal8Bit(argv[i]);
     if (args.size() > 1 && args.at(1) == QLatin1String("ctl"))
         return runControl(argc, argv);
+    if (args.size() > 1 && args.at(1) == QLatin1String("demo-node"))
+        return runDemoNode(args.mid(2));
 
     DemoRequest demo;
     QStringList rest = args.mid(1);

@@ -1,0 +1,242 @@
+#include "app/DemoNode.h"
+
+#include "app/TelnetInput.h"
+#include "data/Board.h"
+#include "data/RecordFile.h"
+#include "data/SystemConfig.h"
+#include "data/records/BoardFiles.h"
+#include "platform/Cp437.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <cerrno>
+#include <cstdio>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr int kIdleLimitMs = 10 * 60 * 1000;
+constexpr int kMaxName = 30;
+
+void say(const QString& text) {
+    const QByteArray bytes = (text + QLatin1Char('\n')).toUtf8();
+    std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stdout);
+    std::fflush(stdout);
+}
+
+// The terminal of the node's window is the only sink a demo node has.
+class TerminalLogs final : public LogSinks {
+  public:
+    void writeDebugPane(const QString& line) override { say(line); }
+    void writeEventLog(const QString&) override {}
+};
+
+// The caller's side of the conversation, on the handed-down socket.
+class Caller {
+  public:
+    explicit Caller(int fd) : fd_(fd) {}
+
+    bool send(const QByteArray& bytes) {
+        qsizetype done = 0;
+        while (done < bytes.size()) {
+            const ssize_t n = ::send(fd_, bytes.constData() + done,
+                                     static_cast<size_t>(bytes.size() - done), MSG_NOSIGNAL);
+            if (n < 0 && errno == EINTR)
+                continue;
+            if (n <= 0)
+                return false;
+            done += n;
+        }
+        return true;
+    }
+    bool send(const QString& text) { return send(cp437::fromUnicode(text)); }
+
+    // The next typed character, or -1 when the caller is gone or stayed silent too long.
+    int key() {
+        while (typed_.isEmpty()) {
+            pollfd p{fd_, POLLIN, 0};
+            const int ready = ::poll(&p, 1, kIdleLimitMs);
+            if (ready < 0 && errno == EINTR)
+                continue;
+            if (ready <= 0)
+                return -1;
+            char buffer[512];
+            const ssize_t n = ::recv(fd_, buffer, sizeof buffer, 0);
+            if (n < 0 && errno == EINTR)
+                continue;
+            if (n <= 0)
+                return -1;
+            typed_ += input_.feed(QByteArray(buffer, n));
+        }
+        const auto c = static_cast<unsigned char>(typed_.at(0));
+        typed_.remove(0, 1);
+        // A line ends in CR, CR LF or CR NUL depending on the client: the second byte is noise.
+        if (afterCr_ && (c == '\n' || c == '\0')) {
+            afterCr_ = false;
+            return key();
+        }
+        afterCr_ = c == '\r';
+        return c;
+    }
+
+    // A line typed with echo, at most `limit` characters; a null result when the caller left.
+    QByteArray line(int limit) {
+        QByteArray text;
+        for (;;) {
+            const int c = key();
+            if (c < 0)
+                return {};
+            if (c == '\r' || c == '\n') {
+                send(QByteArray("\r\n"));
+                return text.isNull() ? QByteArray("") : text;
+            }
+            if ((c == 8 || c == 127) && !text.isEmpty()) {
+                text.chop(1);
+                send(QByteArray("\b \b"));
+            } else if (c >= 32 && c != 127 && text.size() < limit) {
+                text.append(static_cast<char>(c));
+                send(QByteArray(1, static_cast<char>(c)));
+            }
+        }
+    }
+
+  private:
+    int fd_;
+    TelnetInput input_;
+    QByteArray typed_;
+    bool afterCr_ = false;
+};
+
+class DemoNode {
+  public:
+    DemoNode(int node, int fd)
+        : node_(node), caller_(fd),
+          board_(clock_, dialogs_, logs_, readPlatformSettings(QStringLiteral("KELDTS.INI"))) {}
+
+    int run() {
+        QString error;
+        if (!getSysPaths(board_, true, board_.sysPaths, &error) ||
+            !getMainConfig(board_, board_.mainConfig, &error)) {
+            say(QStringLiteral("Node %1: cannot read the board's settings: %2")
+                    .arg(node_)
+                    .arg(error));
+            return 1;
+        }
+        const QStringList tcpip =
+            readLines(board_.filePath("temp", QStringLiteral("N%1/TCPIP.CFG").arg(node_)));
+        const QStringList door = readLines(QStringLiteral("DOOR32.SYS"));
+        say(QStringLiteral("Node %1: caller from %2 (%3), socket %4")
+                .arg(node_)
+                .arg(tcpip.value(1, QStringLiteral("?")), tcpip.value(2, QStringLiteral("?")),
+                     door.value(1, QStringLiteral("?"))));
+        const QString bbs = board_.mainConfig.text("bbsname");
+        if (!caller_.send(QStringLiteral("\r\nWelcome to %1, node %2.\r\nWhat is your name? ")
+                              .arg(bbs)
+                              .arg(node_)))
+            return 0;
+        const QByteArray typed = caller_.line(kMaxName).trimmed();
+        if (typed.isNull())
+            return leave(QStringLiteral("hung up at the name prompt"));
+        name_ = typed.isEmpty() ? QStringLiteral("Guest") : cp437::toUnicode(typed);
+        updateRecord(QStringLiteral("Main Menu"));
+        say(QStringLiteral("Node %1: %2 logged in").arg(node_).arg(name_));
+        return menu();
+    }
+
+  private:
+    int menu() {
+        caller_.send(QStringLiteral("\r\nHello, %1!\r\n").arg(name_));
+        for (;;) {
+            caller_.send(QStringLiteral("\r\n[W]ho is online  [P]age the SysOp  [G]oodbye: "));
+            const int key = caller_.key();
+            if (key < 0)
+                return leave(QStringLiteral("hung up"));
+            switch (QChar(key).toUpper().unicode()) {
+            case 'W':
+                caller_.send(QStringLiteral("W\r\n") + whoIsOnline());
+                break;
+            case 'P':
+                updateRecord(QStringLiteral("Paging SysOp"));
+                say(QStringLiteral("\a*** Node %1: %2 pages the SysOp ***").arg(node_).arg(name_));
+                caller_.send(QStringLiteral("P\r\nThe SysOp has been paged.\r\n"));
+                updateRecord(QStringLiteral("Main Menu"));
+                break;
+            case 'G':
+                caller_.send(QStringLiteral("G\r\nGoodbye, %1. Call again!\r\n").arg(name_));
+                return leave(QStringLiteral("said goodbye"));
+            default:
+                break;
+            }
+        }
+    }
+
+    QString whoIsOnline() {
+        QString list;
+        const QString path = board_.filePath("control", QStringLiteral("CONTROL.DAT"));
+        const int channels = board_.mainConfig.i16("maxchannelno");
+        for (int node = 1; node <= channels && node <= 100; ++node) {
+            Record r(controlLayout());
+            QString error;
+            if (!recordfile::read(path, node + 1, r, &error))
+                break;
+            const QString action = r.text("action");
+            if (action.isEmpty() || action == QLatin1String("Waiting..."))
+                continue;
+            list +=
+                QStringLiteral("  Node %1: %2 - %3\r\n").arg(node).arg(r.text("handle"), action);
+        }
+        return list.isEmpty() ? QStringLiteral("  Nobody.\r\n") : list;
+    }
+
+    void updateRecord(const QString& action) {
+        const QString path = board_.filePath("control", QStringLiteral("CONTROL.DAT"));
+        Record r(controlLayout());
+        QString error;
+        recordfile::read(path, node_ + 1, r, &error);
+        r.setI32("baud", 11520);
+        r.setText("action", action);
+        r.setI32("usernumber", 1);
+        r.setText("handle", name_);
+        r.setText("timeon", board_.clock.now().toString(QStringLiteral("HH:mm")));
+        if (!recordfile::write(path, node_ + 1, r, &error))
+            say(QStringLiteral("Node %1: cannot update CONTROL.DAT: %2").arg(node_).arg(error));
+    }
+
+    int leave(const QString& how) {
+        say(QStringLiteral("Node %1: %2 %3")
+                .arg(node_)
+                .arg(name_.isEmpty() ? QStringLiteral("the caller") : name_, how));
+        return 0;
+    }
+
+    static QStringList readLines(const QString& path) {
+        QFile f(path);
+        if (!f.open(QIODevice::ReadOnly))
+            return {};
+        return QString::fromLatin1(f.read(64 * 1024)).split(QStringLiteral("\r\n"));
+    }
+
+    int node_;
+    Caller caller_;
+    SystemClock clock_;
+    DefaultAnswerDialogs dialogs_;
+    TerminalLogs logs_;
+    Board board_;
+    QString name_;
+};
+
+} // namespace
+
+int runDemoNode(const QStringList& args) {
+    bool nodeOk = false, fdOk = false;
+    const int node = args.value(0).toInt(&nodeOk);
+    const int fd = args.value(1).toInt(&fdOk);
+    if (args.size() != 2 || !nodeOk || !fdOk || node < 1 || node > 100 || fd < 0) {
+        std::fputs("usage: keldts demo-node NODE HANDLE\n", stderr);
+        return 2;
+    }
+    return DemoNode(node, fd).run();
+}

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+
+// Where node programs run and how the server tells that one lives: a named console window per
+// node. On Linux that is a tmux window (the default) or, where tmux is missing, a bare process
+// whose "window" is its process id and a title file.
+class NodeHost {
+public:
+    struct Window {
+        qint64 handle = 0; // the window's number; 0 is never a window
+        QString title;
+        qint64 pid = 0;    // the process the window runs
+    };
+
+    // How a node's console is shown when the sysop looks: normal, minimised, hidden.
+    enum class Show { Normal, Minimized, Hidden };
+
+    struct Launch {
+        QString title;          // "Node[n] - KELDTS"
+        QStringList command;    // program and arguments
+        QString workingDirectory;
+        int socketFd = -1;      // the caller's socket; the host takes it over
+        int targetFd = -1;      // the descriptor number the node finds it at
+        Show show = Show::Minimized;
+    };
+
+    struct Started {
+        qint64 handle = 0; // 0 when the start failed
+        qint64 pid = 0;
+        QString error;     // why, when it failed
+    };
+
+    virtual ~NodeHost() = default;
+
+    // Every live window, from one look at the host.
+    virtual QList<Window> windows() = 0;
+    // The window titled exactly `title`, 0 if none.
+    virtual qint64 findWindow(const QString& title) = 0;
+    virtual bool isWindow(qint64 handle) = 0;
+    // Starts a node. `done` is called on the event loop once the node holds the socket or the
+    // start has failed; the host closes its copy of the socket by then.
+    virtual void launch(const Launch& request, std::function<void(const Started&)> done) = 0;
+};

@@ -1,0 +1,62 @@
+#include "server/NodeFiles.h"
+
+#include "data/Board.h"
+#include "data/TextHelpers.h"
+#include "platform/Cp437.h"
+
+#include <QStringList>
+
+namespace nodefiles {
+
+namespace {
+QByteArray crlfLines(const QStringList& lines) {
+    QByteArray out;
+    for (const QString& line : lines)
+        out += cp437::fromUnicode(line) + "\r\n";
+    return out;
+}
+} // namespace
+
+QString createdBy(const QDateTime& now) {
+    return QStringLiteral("This file created by KELDTS v%1 @ %2 on %3")
+        .arg(QString::fromLatin1(Board::kVersion), now.toString(QStringLiteral("HH:mm:ss")),
+             now.toString(QStringLiteral("MM/dd/yyyy")));
+}
+
+QByteArray tcpipCfg(const TcpipInfo& info, const QDateTime& now) {
+    return crlfLines({info.handle.trimmed(), info.address.trimmed(), info.hostName.trimmed(),
+                      buildUptimeText(info.uptimeSeconds, false), QString(), QString(), QString(),
+                      QString(), createdBy(now), QStringLiteral("Line 1: Socket Handle ID"),
+                      QStringLiteral("Line 2: User's IP Address"),
+                      QStringLiteral("Line 3: User's Hostname"),
+                      QStringLiteral("Line 4: Server's Uptime When User Connected")});
+}
+
+QByteArray nodeBatch(const BatchInfo& info, const QDateTime& now) {
+    const QString m = info.mainDirectory.trimmed();
+    const QString d = m.left(2);
+    const QString n = QString::number(info.node);
+    QStringList lines{
+        QStringLiteral("@ECHO OFF"),
+        QStringLiteral("REM ") + createdBy(now),
+        d,
+        QStringLiteral("CD ") + m,
+        QStringLiteral("PCANSI.COM > NUL."),
+        m + QStringLiteral("\\NETFOSS.COM /N") + n,
+        QStringLiteral("IF ERRORLEVEL 1 GOTO END"),
+        QStringLiteral("%1\\NETCOM.EXE /N%2 /H%3 /S%4 /B%5 /W%6 BBS.EXE %2 /AC /B115200 /H")
+            .arg(m, n, info.handle.trimmed())
+            .arg(info.netfossSleep)
+            .arg(info.netfossBuffer)
+            .arg(info.netfossDelay),
+        m + QStringLiteral("\\NETFOSS.COM /U"),
+        d,
+        QStringLiteral("CD ") + m};
+    if (info.logoffBat == 2 || (info.logoffBat == 1 && info.node == 1))
+        lines << QStringLiteral("IF EXIST LOGOFF.BAT CALL LOGOFF.BAT ") + n;
+    lines << QStringLiteral(":END") << d << QStringLiteral("CD ") + m
+          << QStringLiteral("DEL %1\\KTSN%2.BAT > NUL.").arg(m, n) << QStringLiteral("EXIT");
+    return crlfLines(lines);
+}
+
+} // namespace nodefiles

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QString>
+
+// The files the server writes for a node as it starts it, as the DOS node programs read them.
+namespace nodefiles {
+
+// "This file created by KELDTS v<version> @ hh:nn:ss on mm/dd/yyyy".
+QString createdBy(const QDateTime& now);
+
+struct TcpipInfo {
+    QString handle;
+    QString address;
+    QString hostName;
+    qint64 uptimeSeconds = 0;
+};
+// <temp>\N<node>\TCPIP.CFG.
+QByteArray tcpipCfg(const TcpipInfo& info, const QDateTime& now);
+
+struct BatchInfo {
+    QString mainDirectory; // the DOS path of the main directory, trimmed
+    int node = 0;
+    QString handle;
+    int netfossSleep = 0;
+    int netfossBuffer = 0;
+    int netfossDelay = 0;
+    int logoffBat = 0;
+};
+// <main>\KTSN<node>.BAT: starts the BBS under the FOSSIL redirector and deletes itself.
+QByteArray nodeBatch(const BatchInfo& info, const QDateTime& now);
+
+} // namespace nodefiles
