@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace recordlist {
@@ -81,14 +82,19 @@ bool count(const QString& path, const RecordLayout& layout, qint16* records, QSt
 
 bool readAll(const QString& path, const RecordLayout& layout, QList<Record>* records,
              QString* error) {
-    qint16 n = 0;
-    if (!count(path, layout, &n, error))
-        return false;
     const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) {
         *error = failure(QStringLiteral("Cannot open"), path);
         return false;
     }
+    // The count comes from the open file itself, which saves looking the name up twice.
+    struct stat st {};
+    if (::fstat(fd, &st) != 0 || st.st_size / layout.length > 32767) {
+        *error = QStringLiteral("Cannot count the records of %1").arg(path);
+        ::close(fd);
+        return false;
+    }
+    const auto n = static_cast<qint16>(st.st_size / layout.length);
     QByteArray table(qsizetype(n) * layout.length, Qt::Uninitialized);
     qsizetype got = 0;
     while (got < table.size()) {
