@@ -148,6 +148,11 @@ bool move(const QString& path, const QString& workFile, const RecordLayout& layo
     return true;
 }
 
+QString workFileName(const QString& tableName) {
+    const qsizetype dot = tableName.lastIndexOf(QLatin1Char('.'));
+    return (dot < 0 ? tableName : tableName.left(dot)) + QStringLiteral(".TMP");
+}
+
 bool append(const QString& path, const Record& record, int* number, QString* error) {
     qint16 n = 0;
     if (recordfile::size(path) >= 0 && !count(path, record.layout(), &n, error))

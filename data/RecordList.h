@@ -34,6 +34,10 @@ bool compact(const QString& path, const RecordLayout& layout, std::string_view k
 bool move(const QString& path, const QString& workFile, const RecordLayout& layout, int number,
           bool up, QString* error);
 
+// The work file a move goes through: the table's name with the extension .TMP ("DOORS.CFG" ->
+// "DOORS.TMP", "TEXT3.DAT" -> "TEXT3.TMP"), kept in the board's temporary directory.
+QString workFileName(const QString& tableName);
+
 // Writes `record` behind the last whole record; returns its number in `number`.
 bool append(const QString& path, const Record& record, int* number, QString* error);
 

@@ -118,7 +118,8 @@ TEST_F(RecordLayerTest, CompactionAndMovesKeepOrderAndDropOnlyMarkedEntries) {
     ASSERT_TRUE(recordlist::replace(path, table, &error));
     writeBytes(fileBytes() + "xx");
     ASSERT_TRUE(recordlist::compact(path, kLayout, "name", &error));
-    const QString work = dir.filePath(QStringLiteral("TEST.TMP"));
+    const QString work = dir.filePath(recordlist::workFileName(QStringLiteral("TEST.DAT")));
+    EXPECT_EQ(recordlist::workFileName(QStringLiteral("TEXT12.DAT")), QStringLiteral("TEXT12.TMP"));
     ASSERT_TRUE(recordlist::move(path, work, kLayout, 3, true, &error));
     ASSERT_TRUE(recordlist::move(path, work, kLayout, 1, true, &error));  // the first cannot go up
     ASSERT_TRUE(recordlist::move(path, work, kLayout, 3, false, &error)); // the last cannot go down
