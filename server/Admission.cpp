@@ -197,8 +197,12 @@ void Admission::launch() {
         context_.nodes.makeNodeDirectory(node_);
         if (!context_.nodes.writeTcpipCfg(handle_, node_, ip_, hostName_))
             return false;
-        context_.nodes.launchNode(node_, connection_->release());
-        finish();
+        // The watchdog must not judge a node that is half started.
+        context_.enableWatchdog(false);
+        context_.nodes.launchNode(node_, connection_->release(), handle_, [this] {
+            context_.enableWatchdog(true);
+            finish();
+        });
         return true;
     });
 }

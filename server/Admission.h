@@ -22,6 +22,7 @@ struct AdmissionContext {
     std::function<void()> beep;
     // Turns the admission lock's one-second release timer back on.
     std::function<void()> enableLockTimer;
+    std::function<void(bool)> enableWatchdog;
     int hostNameTimeoutMs = 10000;
 };
 

@@ -1,6 +1,10 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
+
+#include <functional>
+#include <unistd.h>
 
 // What admission and the server's life cycle ask of the node table and of node launching.
 class NodeServices {
@@ -22,8 +26,12 @@ class NodeServices {
     virtual void makeNodeDirectory(int node) = 0;
     virtual bool writeTcpipCfg(const QString& handle, int node, const QString& ip,
                                const QString& hostName) = 0;
-    // Takes over the caller's socket descriptor.
-    virtual void launchNode(int node, int socketFd) = 0;
+    // Starts the node with the caller's socket, which it takes over; `done` runs on the event
+    // loop once the node holds the socket or the start has failed.
+    virtual void launchNode(int node, int socketFd, const QString& handle,
+                            std::function<void()> done) = 0;
+    // The node list's rows, one per node from 1 to `maxchannelno`.
+    virtual QStringList nodeRows() = 0;
 };
 
 // A board without node hosting: no node is ever free or running, so every caller who passes
@@ -44,5 +52,9 @@ class NoNodeServices final : public NodeServices {
     bool writeTcpipCfg(const QString&, int, const QString&, const QString&) override {
         return true;
     }
-    void launchNode(int, int) override {}
+    void launchNode(int, int socketFd, const QString&, std::function<void()> done) override {
+        ::close(socketFd);
+        done();
+    }
+    QStringList nodeRows() override { return {}; }
 };

@@ -30,7 +30,8 @@ Server::Server(Board& board, BoardLogs& logs, DebugPane& pane, NodeServices& nod
     connect(listener_, &TelnetListener::connectionRequest, this, &Server::onConnectionRequest);
     context_ = std::make_unique<AdmissionContext>(
         AdmissionContext{board_, logs_, nodes_, [this](const QString& ip) { return ipFilter_(ip); },
-                         [this] { face_.beep(); }, [this] { timer1_.start(); }});
+                         [this] { face_.beep(); }, [this] { timer1_.start(); },
+                         [this](bool on) { on ? timer2_.start() : timer2_.stop(); }});
 }
 
 Server::~Server() = default;

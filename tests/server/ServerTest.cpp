@@ -70,11 +70,13 @@ class FakeNodes final : public NodeServices {
         calls << QStringLiteral("tcpip %1 %2 %3 %4").arg(handle).arg(node).arg(ip, host);
         return true;
     }
-    void launchNode(int node, int fd) override {
+    void launchNode(int node, int fd, const QString&, std::function<void()> done) override {
         calls << QStringLiteral("launch %1").arg(node);
         launchedFd = fd;
         ::close(fd);
+        done();
     }
+    QStringList nodeRows() override { return {}; }
 
     int freeNode = 1;
     std::set<int> running, unkillable;

@@ -35,7 +35,8 @@ class BusyNodes final : public NodeServices {
     bool writeTcpipCfg(const QString&, int, const QString&, const QString&) override {
         return true;
     }
-    void launchNode(int, int) override {}
+    void launchNode(int, int, const QString&, std::function<void()>) override {}
+    QStringList nodeRows() override { return {}; }
     std::set<int> running;
 };
 
