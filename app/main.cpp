@@ -4,10 +4,13 @@
 #include "console/DebugPane.h"
 #include "data/Board.h"
 #include "data/DemoBoard.h"
+#include "platform/NodeExec.h"
 #include "platform/PlatformSettings.h"
+#include "platform/ProcessNodeHost.h"
 #include "platform/SingleInstance.h"
 #include "platform/TerminationSignals.h"
-#include "server/NodeServices.h"
+#include "platform/TmuxNodeHost.h"
+#include "server/BoardNodes.h"
 #include "server/Server.h"
 #include "server/forms/GuiDialogs.h"
 #include "server/forms/MainWindow.h"
@@ -29,7 +32,7 @@ void print(FILE* stream, const QString& text) {
 
 const char* kUsage = "usage: keldts [--headless] [/RESETWINDOW]\n"
                      "       keldts demo [DIR] [--port N] [--no-run] [--headless]\n"
-                     "       keldts ctl start|stop|offline|reload|exit|status\n";
+                     "       keldts ctl start|stop|offline|reload|exit|status|nodes\n";
 
 bool wantsHeadless(const QStringList& args) {
     if (args.contains(QStringLiteral("--headless")))
@@ -55,6 +58,22 @@ int runControl(int argc, char** argv) {
     return reply.startsWith(QLatin1String("unknown")) ? 2 : 0;
 }
 
+// The consoles the nodes run in. tmux is started here, before the first caller's socket
+// exists, so that the tmux server inherits none of them.
+std::unique_ptr<NodeHost> startNodeHost(const PlatformSettings& platform, const QString& board,
+                                        QString* note) {
+    const QString runtime = SingleInstance::runtimeDirectory();
+    if (platform.nodeHost != QLatin1String("process")) {
+        auto tmux = std::make_unique<TmuxNodeHost>(runtime, board);
+        QString error;
+        if (tmux->start(&error))
+            return tmux;
+        *note =
+            QStringLiteral("Node windows need tmux (%1); nodes run as plain processes").arg(error);
+    }
+    return std::make_unique<ProcessNodeHost>(runtime, board);
+}
+
 struct DemoRequest {
     bool wanted = false;
     bool run = true;
@@ -70,7 +89,8 @@ int runServer(QCoreApplication& app, SingleInstance& instance, bool headless,
     DebugPane pane;
     BoardLogs logs(pane);
     SystemClock clock;
-    NoNodeServices nodes;
+    QString hostNote;
+    std::unique_ptr<NodeHost> host = startNodeHost(platform, startDirectory, &hostNote);
 
     std::unique_ptr<MainWindow> window;
     std::unique_ptr<Dialogs> dialogs;
@@ -86,11 +106,14 @@ int runServer(QCoreApplication& app, SingleInstance& instance, bool headless,
         face = window.get();
     }
     Board board(clock, *dialogs, logs, platform);
+    BoardNodes nodes(board, logs, *host);
     Server server(board, logs, pane, nodes, *face);
     if (window)
-        window->attach(&server, dialogs.get());
+        window->attach(&server, dialogs.get(), &nodes.table());
     if (!server.load(commandLine, startDirectory))
         return 1;
+    if (!hostNote.isEmpty())
+        logs.writeDebugPane(logs.paneTime() + QStringLiteral(" : ") + hostNote);
     for (const QString& problem : platform.problems)
         logs.writeDebugPane(logs.paneTime() + QStringLiteral(" : Not understood: ") + problem);
     instance.setHandler([&server](const QString& command, std::function<void()>& after) {
@@ -119,6 +142,8 @@ int main(int argc, char** argv) {
         return runControl(argc, argv);
     if (args.size() > 1 && args.at(1) == QLatin1String("demo-node"))
         return runDemoNode(args.mid(2));
+    if (args.size() > 1 && args.at(1) == QLatin1String("node-exec"))
+        return runNodeExec(args.mid(2));
 
     DemoRequest demo;
     QStringList rest = args.mid(1);

@@ -232,10 +232,14 @@ class OwnServer {
         const QString board = dir_.path() + QStringLiteral("/board");
         run({QStringLiteral("demo"), board, QStringLiteral("--port"), QString::number(port),
              QStringLiteral("--no-run")});
-        if (!QFile::exists(board + QStringLiteral("/KELD/SYSPATHS.CFG"))) {
+        // No telnet channel: every admitted caller hears that all nodes are busy.
+        QFile mainCfg(board + QStringLiteral("/KELD/MAIN.CFG"));
+        if (!mainCfg.open(QIODevice::ReadWrite) || !mainCfg.seek(210) ||
+            mainCfg.write(QByteArray(2, '\0')) != 2) {
             std::fprintf(stderr, "the demo board was not written\n");
             return false;
         }
+        mainCfg.close();
         const QByteArray binary = KELDTS_BINARY;
         const QByteArray headless = "--headless";
         char* argv[] = {const_cast<char*>(binary.constData()),

@@ -10,29 +10,29 @@
 // node. On Linux that is a tmux window (the default) or, where tmux is missing, a bare process
 // whose "window" is its process id and a title file.
 class NodeHost {
-public:
+  public:
     struct Window {
         qint64 handle = 0; // the window's number; 0 is never a window
         QString title;
-        qint64 pid = 0;    // the process the window runs
+        qint64 pid = 0; // the process the window runs
     };
 
     // How a node's console is shown when the sysop looks: normal, minimised, hidden.
     enum class Show { Normal, Minimized, Hidden };
 
     struct Launch {
-        QString title;          // "Node[n] - KELDTS"
-        QStringList command;    // program and arguments
+        QString title;       // "Node[n] - KELDTS"
+        QStringList command; // program and arguments
         QString workingDirectory;
-        int socketFd = -1;      // the caller's socket; the host takes it over
-        int targetFd = -1;      // the descriptor number the node finds it at
+        int socketFd = -1; // the caller's socket; the host takes it over
+        int targetFd = -1; // the descriptor number the node finds it at
         Show show = Show::Minimized;
     };
 
     struct Started {
         qint64 handle = 0; // 0 when the start failed
         qint64 pid = 0;
-        QString error;     // why, when it failed
+        QString error; // why, when it failed
     };
 
     virtual ~NodeHost() = default;

@@ -98,9 +98,11 @@ bool SingleInstance::request(const QString& command, QString* reply, int timeout
     socket.write((command + QLatin1Char('\n')).toUtf8());
     if (!socket.waitForBytesWritten(timeoutMs))
         return false;
+    // The reply may span lines (the node list); the server hangs up behind it.
     QByteArray answer;
-    while (!answer.contains('\n') && socket.waitForReadyRead(timeoutMs))
+    while (socket.state() == QLocalSocket::ConnectedState && socket.waitForReadyRead(timeoutMs))
         answer += socket.readAll();
+    answer += socket.readAll();
     *reply = QString::fromUtf8(answer).trimmed();
     return !answer.isEmpty();
 }

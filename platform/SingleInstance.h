@@ -13,8 +13,8 @@ class QLocalServer;
 class SingleInstance : public QObject {
     Q_OBJECT
   public:
-    // A command line in, one reply line out. `after` runs once the reply has gone out, so
-    // that "exit" can answer before the process ends.
+    // A command line in, a reply out (one line, or several for a list). `after` runs once the reply
+    // has gone out, so that "exit" can answer before the process ends.
     using Handler = std::function<QString(const QString& command, std::function<void()>& after)>;
 
     explicit SingleInstance(QObject* parent = nullptr);

@@ -4,7 +4,6 @@
 #include <QStringList>
 
 #include <functional>
-#include <unistd.h>
 
 // What admission and the server's life cycle ask of the node table and of node launching.
 class NodeServices {
@@ -32,29 +31,4 @@ class NodeServices {
                             std::function<void()> done) = 0;
     // The node list's rows, one per node from 1 to `maxchannelno`.
     virtual QStringList nodeRows() = 0;
-};
-
-// A board without node hosting: no node is ever free or running, so every caller who passes
-// the other checks hears that all nodes are busy.
-class NoNodeServices final : public NodeServices {
-  public:
-    int findFreeNode() override { return 0; }
-    bool isNodeInUse(int) override { return false; }
-    void refreshNodeList() override {}
-    void watchNodes() override {}
-    void deleteAllNodeFiles() override {}
-    void deleteNodeFiles(int) override {}
-    void resetNodeRecord(int) override {}
-    qint64 nodeProcessId(int) override { return 0; }
-    bool killProcessTree(qint64) override { return false; }
-    void configureNodeChannel(int) override {}
-    void makeNodeDirectory(int) override {}
-    bool writeTcpipCfg(const QString&, int, const QString&, const QString&) override {
-        return true;
-    }
-    void launchNode(int, int socketFd, const QString&, std::function<void()> done) override {
-        ::close(socketFd);
-        done();
-    }
-    QStringList nodeRows() override { return {}; }
 };

@@ -273,6 +273,8 @@ QString Server::control(const QString& command, std::function<void()>& after) {
     const QString word = command.trimmed().toLower();
     if (word == QLatin1String("status"))
         return runStateName(board_.serverState);
+    if (word == QLatin1String("nodes"))
+        return nodes_.nodeRows().join(QLatin1Char('\n'));
     if (word == QLatin1String("activate")) {
         logs_.writeDebugPane(
             logs_.paneTime() +

@@ -1,6 +1,7 @@
 #include "server/forms/MainWindow.h"
 
 #include "console/DebugPane.h"
+#include "server/NodeTable.h"
 #include "server/Server.h"
 
 #include <QApplication>
@@ -137,9 +138,24 @@ void MainWindow::buildTray() {
             });
 }
 
-void MainWindow::attach(Server* server, Dialogs* dialogs) {
+void MainWindow::attach(Server* server, Dialogs* dialogs, NodeTable* nodes) {
     server_ = server;
     dialogs_ = dialogs;
+    if (!nodes)
+        return;
+    // Rows change one by one, so a caller's progress does not redraw the whole list.
+    connect(nodes, &NodeTable::rowsResized, nodeList_, [this](int count) {
+        while (nodeList_->count() > count)
+            delete nodeList_->takeItem(nodeList_->count() - 1);
+        while (nodeList_->count() < count)
+            nodeList_->addItem(QString());
+        if (nodeList_->currentRow() < 0 && count > 0)
+            nodeList_->setCurrentRow(0);
+    });
+    connect(nodes, &NodeTable::rowChanged, nodeList_, [this](int index, const QString& text) {
+        if (QListWidgetItem* item = nodeList_->item(index))
+            item->setText(text);
+    });
 }
 
 ScreenGeometry MainWindow::geometry() const {

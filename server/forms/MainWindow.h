@@ -10,6 +10,7 @@ class QLabel;
 class QListWidget;
 class QPlainTextEdit;
 class QSystemTrayIcon;
+class NodeTable;
 class Server;
 
 // frmMain: the sysop's console on the desktop. It shows what the server does and passes the
@@ -19,7 +20,7 @@ class MainWindow : public QMainWindow, public ConsoleFace {
   public:
     explicit MainWindow(DebugPane& pane, QWidget* parent = nullptr);
 
-    void attach(Server* server, Dialogs* dialogs);
+    void attach(Server* server, Dialogs* dialogs, NodeTable* nodes = nullptr);
 
     ScreenGeometry geometry() const override;
     QPoint position() const override { return pos(); }

@@ -1,4 +1,4 @@
-// Callers against the real server. The demo board has no node program attached yet, so every
+// Callers against the real server. The board has no telnet channel, so every
 // caller who gets past the earlier checks is told that all nodes are busy.
 
 #include "KeldtsRunner.h"

@@ -46,7 +46,8 @@ class KeldtsSandbox {
     QString ctl(const QString& command) const;
 
     // `keldts demo <board> --port <port> --no-run`; fails the test when it does not work.
-    void writeBoard() const;
+    // Without `withNodes` the board has no telnet channel, so no caller ever gets a node.
+    void writeBoard(bool withNodes = false) const;
     // Sets netlowtime and nethightime of MAIN.CFG.
     void setNetTime(const QByteArray& low, const QByteArray& high) const;
 

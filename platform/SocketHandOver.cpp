@@ -1,0 +1,292 @@
+#include "platform/SocketHandOver.h"
+
+#include <QFile>
+#include <QRandomGenerator>
+#include <QSocketNotifier>
+
+#include <cerrno>
+#include <cstring>
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace {
+
+// A token line is 32 hex digits; anything much longer is not one of ours.
+constexpr qsizetype kMaxLine = 512;
+
+QString errnoText(int error) {
+    return QString::fromLocal8Bit(std::strerror(error));
+}
+
+void closeQuietly(int fd) {
+    if (fd >= 0)
+        ::close(fd); // never retried on EINTR: on Linux the descriptor is gone either way
+}
+
+} // namespace
+
+namespace handover {
+
+bool sendDescriptor(int channel, int fd) {
+    char payload = 'F';
+    iovec iov{&payload, 1};
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
+    msghdr msg{};
+    msg.msg_iov = &iov;
+    msg.msg_iovlen = 1;
+    msg.msg_control = control;
+    msg.msg_controllen = sizeof control;
+    cmsghdr* header = CMSG_FIRSTHDR(&msg);
+    header->cmsg_level = SOL_SOCKET;
+    header->cmsg_type = SCM_RIGHTS;
+    header->cmsg_len = CMSG_LEN(sizeof(int));
+    std::memcpy(CMSG_DATA(header), &fd, sizeof(int));
+    for (;;) {
+        const ssize_t sent = ::sendmsg(channel, &msg, MSG_NOSIGNAL);
+        if (sent == 1)
+            return true;
+        if (sent < 0 && errno == EINTR)
+            continue;
+        if (sent >= 0)
+            errno = EIO;
+        return false;
+    }
+}
+
+int receiveDescriptor(int channel) {
+    char payload = 0;
+    iovec iov{&payload, 1};
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int) * 4)] = {};
+    msghdr msg{};
+    msg.msg_iov = &iov;
+    msg.msg_iovlen = 1;
+    msg.msg_control = control;
+    msg.msg_controllen = sizeof control;
+    ssize_t got;
+    do {
+        got = ::recvmsg(channel, &msg, MSG_CMSG_CLOEXEC);
+    } while (got < 0 && errno == EINTR);
+    if (got < 0)
+        return -1;
+    int result = -1;
+    for (cmsghdr* header = CMSG_FIRSTHDR(&msg); header; header = CMSG_NXTHDR(&msg, header)) {
+        if (header->cmsg_level != SOL_SOCKET || header->cmsg_type != SCM_RIGHTS)
+            continue;
+        const size_t count = (header->cmsg_len - CMSG_LEN(0)) / sizeof(int);
+        for (size_t i = 0; i < count; ++i) {
+            int fd;
+            std::memcpy(&fd, CMSG_DATA(header) + i * sizeof(int), sizeof(int));
+            if (result < 0)
+                result = fd;
+            else
+                closeQuietly(fd); // a well-behaved server sends one; never keep extras open
+        }
+    }
+    if (result < 0)
+        errno = got == 0 ? 0 : EPROTO;
+    if (result >= 0 && (msg.msg_flags & MSG_CTRUNC)) {
+        closeQuietly(result);
+        errno = EPROTO;
+        return -1;
+    }
+    return result;
+}
+
+qint64 peerPid(int channel) {
+    ucred credentials{};
+    socklen_t length = sizeof credentials;
+    if (::getsockopt(channel, SOL_SOCKET, SO_PEERCRED, &credentials, &length) != 0)
+        return 0;
+    return credentials.pid;
+}
+
+bool setCloseOnExec(int fd, bool on) {
+    const int flags = ::fcntl(fd, F_GETFD);
+    if (flags < 0)
+        return false;
+    const int wanted = on ? (flags | FD_CLOEXEC) : (flags & ~FD_CLOEXEC);
+    return wanted == flags || ::fcntl(fd, F_SETFD, wanted) == 0;
+}
+
+} // namespace handover
+
+QByteArray newHandOverToken() {
+    quint32 words[4];
+    QRandomGenerator::system()->fillRange(words);
+    return QByteArray(reinterpret_cast<const char*>(words), sizeof words).toHex();
+}
+
+struct HandOverServer::Connection {
+    int fd = -1;
+    QSocketNotifier* notifier = nullptr;
+    QByteArray buffer;
+    QByteArray token; // set once the descriptor went out
+    qint64 pid = 0;
+};
+
+HandOverServer::HandOverServer(QObject* parent) : QObject(parent) {}
+
+HandOverServer::~HandOverServer() {
+    for (const Offer& offer : std::as_const(offers_))
+        closeQuietly(offer.fd);
+    for (const auto& connection : std::as_const(connections_))
+        closeQuietly(connection->fd);
+    closeQuietly(listenFd_);
+    if (listenFd_ >= 0)
+        QFile::remove(path_);
+}
+
+bool HandOverServer::listen(const QString& path, QString* error) {
+    const QByteArray name = QFile::encodeName(path);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (static_cast<size_t>(name.size()) >= sizeof address.sun_path) {
+        *error = QStringLiteral("Socket path too long: %1").arg(path);
+        return false;
+    }
+    std::memcpy(address.sun_path, name.constData(), static_cast<size_t>(name.size()));
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (fd < 0) {
+        *error = QStringLiteral("Cannot create a socket: %1").arg(errnoText(errno));
+        return false;
+    }
+    ::unlink(name.constData());
+    // The umask around bind() keeps the socket private from the first instant.
+    const mode_t oldMask = ::umask(0077);
+    const int bound = ::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address);
+    const int bindError = errno;
+    ::umask(oldMask);
+    if (bound != 0 || ::listen(fd, 16) != 0) {
+        *error = QStringLiteral("Cannot listen on %1: %2")
+                     .arg(path, errnoText(bound != 0 ? bindError : errno));
+        closeQuietly(fd);
+        return false;
+    }
+    listenFd_ = fd;
+    path_ = path;
+    notifier_ = new QSocketNotifier(fd, QSocketNotifier::Read, this);
+    connect(notifier_, &QSocketNotifier::activated, this, &HandOverServer::acceptAll);
+    return true;
+}
+
+void HandOverServer::offer(const QByteArray& token, int fd, Finished finished) {
+    handover::setCloseOnExec(fd, true);
+    offers_.insert(token, Offer{fd, std::move(finished), nullptr});
+}
+
+void HandOverServer::cancel(const QByteArray& token) {
+    auto it = offers_.find(token);
+    if (it == offers_.end())
+        return;
+    closeQuietly(it->fd);
+    Connection* connection = it->connection;
+    offers_.erase(it);
+    if (connection)
+        drop(connection);
+}
+
+void HandOverServer::acceptAll() {
+    for (;;) {
+        const int fd = ::accept4(listenFd_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+        if (fd < 0) {
+            if (errno == EINTR || errno == ECONNABORTED)
+                continue;
+            return; // EAGAIN, or out of descriptors: the next readiness tries again
+        }
+        auto connection = std::make_shared<Connection>();
+        connection->fd = fd;
+        connection->pid = handover::peerPid(fd);
+        connection->notifier = new QSocketNotifier(fd, QSocketNotifier::Read, this);
+        Connection* raw = connection.get();
+        connect(connection->notifier, &QSocketNotifier::activated, this,
+                [this, raw] { readFrom(raw); });
+        connections_.insert(raw, connection);
+    }
+}
+
+void HandOverServer::readFrom(Connection* connection) {
+    char chunk[256];
+    bool closed = false;
+    for (;;) {
+        const ssize_t got = ::read(connection->fd, chunk, sizeof chunk);
+        if (got > 0) {
+            connection->buffer.append(chunk, got);
+            if (connection->buffer.size() > kMaxLine)
+                break;
+            continue;
+        }
+        if (got < 0 && errno == EINTR)
+            continue;
+        closed = got == 0 || errno != EAGAIN;
+        break;
+    }
+
+    if (connection->token.isEmpty()) {
+        const qsizetype end = connection->buffer.indexOf('\n');
+        if (end < 0) {
+            if (closed || connection->buffer.size() > kMaxLine)
+                drop(connection);
+            return;
+        }
+        const QByteArray token = connection->buffer.left(end).trimmed();
+        auto it = offers_.find(token);
+        if (token.isEmpty() || it == offers_.end() || it->connection) {
+            drop(connection); // unknown or already claimed: the helper gives up on EOF
+            return;
+        }
+        if (!handover::sendDescriptor(connection->fd, it->fd)) {
+            const QString why =
+                QStringLiteral("Cannot hand the socket over: %1").arg(errnoText(errno));
+            drop(connection);
+            finish(token, 0, why);
+            return;
+        }
+        // The node holds the caller now; our copy would only delay the caller's EOF.
+        closeQuietly(it->fd);
+        it->fd = -1;
+        it->connection = connection;
+        connection->token = token;
+        connection->buffer.remove(0, end + 1);
+    }
+
+    // After the hand-over the helper writes only when its exec failed; the exec itself closes
+    // the connection (it is close-on-exec), which is how success shows.
+    if (!closed && connection->buffer.size() <= kMaxLine)
+        return;
+    const QByteArray token = connection->token;
+    const qint64 pid = connection->pid;
+    QString error = QString::fromUtf8(connection->buffer.trimmed());
+    drop(connection);
+    finish(token, error.isEmpty() ? pid : 0, error);
+}
+
+void HandOverServer::drop(Connection* connection) {
+    auto it = connections_.find(connection);
+    if (it == connections_.end())
+        return;
+    const std::shared_ptr<Connection> owned = it.value();
+    connections_.erase(it);
+    owned->notifier->setEnabled(false);
+    owned->notifier->deleteLater();
+    closeQuietly(owned->fd);
+    if (!owned->token.isEmpty()) {
+        auto offer = offers_.find(owned->token);
+        if (offer != offers_.end() && offer->connection == connection)
+            offer->connection = nullptr;
+    }
+}
+
+void HandOverServer::finish(const QByteArray& token, qint64 pid, const QString& error) {
+    auto it = offers_.find(token);
+    if (it == offers_.end())
+        return;
+    Finished finished = std::move(it->finished);
+    closeQuietly(it->fd);
+    offers_.erase(it);
+    if (finished)
+        finished(pid, error);
+}

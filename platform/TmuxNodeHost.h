@@ -1,0 +1,70 @@
+#pragma once
+
+#include "platform/NodeHost.h"
+
+#include <QByteArray>
+#include <QElapsedTimer>
+#include <QHash>
+#include <QObject>
+#include <QString>
+
+#include <optional>
+
+class HandOverServer;
+class QProcess;
+class QTimer;
+
+// Nodes as windows of one private tmux server per board.
+//
+// Every window is created detached; a node's Show mode therefore changes nothing at launch.
+// Normal and Minimized both mean "a window the sysop can look at" and Hidden one that is simply
+// never opened: all three are found by their title, because the name of a tmux window is set by
+// us and stays exact whatever the program in it does to its terminal title. What the sysop sees
+// is decided when a viewer attaches.
+class TmuxNodeHost : public QObject, public NodeHost {
+    Q_OBJECT
+  public:
+    // `runtimeDirectory` holds the tmux socket and the hand-over socket; `mainDirectory`
+    // names the board (one tmux server per board). `binary` is the program that provides
+    // `node-exec`, this program when empty.
+    TmuxNodeHost(const QString& runtimeDirectory, const QString& mainDirectory,
+                 const QString& binary = QString(), QObject* parent = nullptr);
+    ~TmuxNodeHost() override;
+
+    // Starts (or finds) the tmux server and the hand-over socket. Runs before the first caller
+    // is accepted, so that the tmux server inherits nothing of ours; it may block briefly.
+    bool start(QString* error);
+    QString tmuxSocket() const { return tmuxSocket_; }
+    void setHandOverTimeout(int ms) { handOverTimeoutMs_ = ms; }
+
+    QList<Window> windows() override;
+    qint64 findWindow(const QString& title) override;
+    bool isWindow(qint64 handle) override;
+    void launch(const Launch& request, std::function<void(const Started&)> done) override;
+
+  private:
+    struct Pending;
+
+    QStringList tmuxArguments(const QStringList& command) const;
+    QStringList sessionSetup() const;
+    bool runTmux(const QStringList& command, QByteArray* output, int timeoutMs) const;
+    void startNewWindow(const QByteArray& token, bool retried);
+    void settle(const QByteArray& token);
+    void fail(const QByteArray& token, const QString& error);
+
+    bool ensureControlClient();
+    std::optional<QList<QByteArray>> controlCommand(const QByteArray& command);
+    static QList<Window> parseWindows(const QList<QByteArray>& lines);
+
+    QString runtimeDirectory_;
+    QString tmuxSocket_;
+    QString handOverSocket_;
+    QString binary_;
+    int handOverTimeoutMs_ = 10000;
+    HandOverServer* handOver_ = nullptr;
+    QHash<QByteArray, Pending*> pending_;
+
+    QProcess* control_ = nullptr;
+    QByteArray controlBuffer_;
+    QElapsedTimer lastControlAttempt_;
+};

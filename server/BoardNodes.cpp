@@ -1,0 +1,158 @@
+#include "server/BoardNodes.h"
+
+#include "data/FileHelpers.h"
+#include "platform/DosPath.h"
+#include "platform/ProcessTree.h"
+#include "server/NodeFiles.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <unistd.h>
+
+namespace {
+
+bool writeFile(const QString& path, const QByteArray& bytes) {
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) &&
+           file.write(bytes) == bytes.size() && file.flush();
+}
+
+// A program Linux can start by itself: an executable file, or a script with its "#!" line.
+bool startsDirectly(const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+    return file.read(2) == "#!" || QFileInfo(path).isExecutable();
+}
+
+} // namespace
+
+BoardNodes::BoardNodes(Board& board, BoardLogs& logs, NodeHost& host)
+    : board_(board), logs_(logs), windows_(host), table_(board, windows_, logs) {}
+
+bool BoardNodes::killProcessTree(qint64 pid) {
+    return ::killProcessTree(pid, false);
+}
+
+bool BoardNodes::writeTcpipCfg(const QString& handle, int node, const QString& ip,
+                               const QString& hostName) {
+    const qint64 uptime = board_.startTime.secsTo(board_.clock.now());
+    return writeFile(board_.filePath("temp", QStringLiteral("N%1\\TCPIP.CFG").arg(node)),
+                     nodefiles::tcpipCfg({handle, ip, hostName, uptime}, board_.clock.now()));
+}
+
+QStringList BoardNodes::runnable(const QString& dosPath, const QStringList& arguments, int node,
+                                 const QString& handle, QString* error) const {
+    const QString path = resolveDosPath(board_.platform.drives, dosPath, QDir::currentPath()).path;
+    if (startsDirectly(path))
+        return QStringList{path} + arguments;
+    const QString runner = board_.platform.dosRun.trimmed();
+    if (runner.isEmpty()) {
+        *error = QStringLiteral("Cannot run %1: it is a DOS batch and KELDTS.INI names no DOS "
+                                "runner ([Dos] run=)")
+                     .arg(dosPath);
+        return {};
+    }
+    QStringList command;
+    for (QString part : runner.split(QLatin1Char(' '), Qt::SkipEmptyParts)) {
+        part.replace(QLatin1String("{batch}"), path);
+        part.replace(QLatin1String("{node}"), QString::number(node));
+        part.replace(QLatin1String("{fd}"), handle);
+        command << part;
+    }
+    return command;
+}
+
+QStringList BoardNodes::nodeCommand(int node, const QString& handle, QString* error) {
+    const Record& cfg = board_.serverConfig;
+    const QString mainDos = board_.sysPaths.text("main");
+    if (cfg.i16("autoload") == 0) {
+        return runnable(joinDosPath(mainDos, QStringLiteral("LOADBBS.BAT")),
+                        {QString::number(node), handle}, node, handle, error);
+    }
+    const QString batch = QStringLiteral("KTSN%1.BAT").arg(node);
+    const nodefiles::BatchInfo info{mainDos,
+                                    node,
+                                    handle,
+                                    cfg.i16("netfosssleep"),
+                                    cfg.i16("netfossbuffer"),
+                                    cfg.i16("netfossdelay"),
+                                    board_.mainConfig.i16("logoffbat")};
+    if (!writeFile(board_.filePath("main", batch),
+                   nodefiles::nodeBatch(info, board_.clock.now()))) {
+        *error = QStringLiteral("Cannot write %1").arg(joinDosPath(mainDos, batch));
+        return {};
+    }
+    return runnable(joinDosPath(mainDos, batch), {}, node, handle, error);
+}
+
+void BoardNodes::launchNode(int node, int socketFd, const QString& handle,
+                            std::function<void()> done) {
+    QString error;
+    const QStringList command = nodeCommand(node, handle, &error);
+    if (command.isEmpty()) {
+        // The state file still tells the watchdog that a start was tried; finding no window,
+        // it frees the node and logs the caller's disconnection.
+        logs_.reportError(error);
+        ::close(socketFd);
+        table_.writeStateFile(node, 0, 0, 0, handle.toLongLong());
+        done();
+        return;
+    }
+    const int shown = board_.serverConfig.i16("runminimized");
+    NodeHost::Launch request;
+    request.title = NodeTable::windowTitle(node);
+    request.command = command;
+    request.workingDirectory = QDir::currentPath();
+    request.socketFd = socketFd;
+    request.targetFd = handle.toInt();
+    request.show = shown == 2   ? NodeHost::Show::Hidden
+                   : shown == 1 ? NodeHost::Show::Minimized
+                                : NodeHost::Show::Normal;
+    windows_.launch(request, [this, node, handle,
+                              done = std::move(done)](const NodeHost::Started& started) {
+        if (started.handle == 0)
+            logs_.reportError(
+                QStringLiteral("Node %1 could not be started: %2").arg(node).arg(started.error));
+        table_.writeStateFile(node, started.pid, 0, started.handle, handle.toLongLong());
+        done();
+    });
+}
+
+bool BoardNodes::anyStateFile() const {
+    return filehelpers::fileExists(board_.filePath("temp", QStringLiteral("KELDTS.???")));
+}
+
+void BoardNodes::watchNodes() {
+    const Record& cfg = board_.serverConfig;
+    const int first = cfg.i16("startnode");
+    const int last = first + cfg.i16("maxconnections") - 1;
+    windows_.beginRound();
+    bool changed = false;
+    bool stateFiles = anyStateFile();
+    for (int node = first; node <= last; ++node) {
+        const qint64 handle = table_.getNodeWindow(node);
+        // Finding a window may have adopted its node and written a state file.
+        if (!stateFiles && handle != 0)
+            stateFiles = anyStateFile();
+        if (!stateFiles)
+            break;
+        changed = true;
+        if (board_.serverState == StateShuttingDown)
+            break;
+        if (QFile::exists(table_.stateFilePath(node)) &&
+            (handle == 0 || !windows_.isWindow(handle))) {
+            table_.resetNodeRecord(node);
+            table_.deleteNodeFiles(node);
+            logs_.writeDebugPane(logs_.paneTime() +
+                                 QStringLiteral(" : Node %1 Disconnected").arg(node));
+            logs_.writeEventLog(QStringLiteral("(%1) Connection Closed").arg(node));
+            stateFiles = anyStateFile();
+        }
+    }
+    windows_.endRound();
+    if (changed && board_.serverState != StateShuttingDown)
+        table_.refreshNodeList();
+}

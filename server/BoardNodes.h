@@ -1,0 +1,44 @@
+#pragma once
+
+#include "console/BoardLogs.h"
+#include "data/Board.h"
+#include "server/NodeServices.h"
+#include "server/NodeTable.h"
+#include "server/WindowSnapshot.h"
+
+// The board's nodes: the node table over the node host, launching, and the watchdog round.
+class BoardNodes final : public NodeServices {
+  public:
+    BoardNodes(Board& board, BoardLogs& logs, NodeHost& host);
+
+    NodeTable& table() { return table_; }
+
+    int findFreeNode() override { return table_.findFreeNode(); }
+    bool isNodeInUse(int node) override { return table_.isNodeInUse(node); }
+    void refreshNodeList() override { table_.refreshNodeList(); }
+    void watchNodes() override;
+    void deleteAllNodeFiles() override { table_.deleteAllNodeFiles(); }
+    void deleteNodeFiles(int node) override { table_.deleteNodeFiles(node); }
+    void resetNodeRecord(int node) override { table_.resetNodeRecord(node); }
+    qint64 nodeProcessId(int node) override { return table_.getNodeProcessId(node); }
+    bool killProcessTree(qint64 pid) override;
+    void configureNodeChannel(int node) override { table_.configureNodeChannel(node); }
+    void makeNodeDirectory(int node) override { table_.makeNodeDirectory(node); }
+    bool writeTcpipCfg(const QString& handle, int node, const QString& ip,
+                       const QString& hostName) override;
+    void launchNode(int node, int socketFd, const QString& handle,
+                    std::function<void()> done) override;
+    QStringList nodeRows() override { return table_.rows(); }
+
+  private:
+    // The command that starts node `node`, or an empty list with `error` set.
+    QStringList nodeCommand(int node, const QString& handle, QString* error);
+    QStringList runnable(const QString& dosPath, const QStringList& arguments, int node,
+                         const QString& handle, QString* error) const;
+    bool anyStateFile() const;
+
+    Board& board_;
+    BoardLogs& logs_;
+    WindowSnapshot windows_;
+    NodeTable table_;
+};

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "platform/NodeHost.h"
+
+#include <optional>
+
+// Answers the node table's questions about windows from one look at the host per watchdog
+// round, so that a round over a hundred nodes asks the host once, not a hundred times.
+// Outside a round every question goes to the host.
+class WindowSnapshot final : public NodeHost {
+  public:
+    explicit WindowSnapshot(NodeHost& host) : host_(host) {}
+
+    void beginRound() { windows_ = host_.windows(); }
+    void endRound() { windows_.reset(); }
+    // A window the round itself has made or lost is no longer what the snapshot says.
+    void forget() { windows_.reset(); }
+
+    QList<Window> windows() override { return windows_ ? *windows_ : host_.windows(); }
+    qint64 findWindow(const QString& title) override;
+    bool isWindow(qint64 handle) override;
+    void launch(const Launch& request, std::function<void(const Started&)> done) override {
+        host_.launch(request, std::move(done));
+    }
+
+  private:
+    NodeHost& host_;
+    std::optional<QList<Window>> windows_;
+};
