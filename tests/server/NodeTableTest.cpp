@@ -3,6 +3,7 @@
 #include "data/SystemConfig.h"
 #include "data/records/BoardFiles.h"
 #include "platform/NodeHost.h"
+#include "support/FakeNodeHost.h"
 #include "support/TestBoard.h"
 
 #include <QDir>
@@ -14,23 +15,11 @@
 
 namespace {
 
-class FakeHost final : public NodeHost {
+class FakeHost final : public FakeNodeHost {
   public:
-    QList<Window> windows() override { return open; }
-    qint64 findWindow(const QString& title) override {
-        for (const Window& w : open)
-            if (w.title == title)
-                return w.handle;
-        return 0;
-    }
-    bool isWindow(qint64 handle) override {
-        return std::any_of(open.begin(), open.end(), [&](auto& w) { return w.handle == handle; });
-    }
-    void launch(const Launch&, std::function<void(const Started&)>) override {}
     void add(int node, qint64 handle, qint64 pid = 0) {
-        open.append({handle, NodeTable::windowTitle(node), pid});
+        FakeNodeHost::add(NodeTable::windowTitle(node), handle, pid);
     }
-    QList<Window> open;
 };
 
 class RecordingLogs final : public LogSinks {
