@@ -5,9 +5,11 @@
 #include "server/CommandLine.h"
 #include "server/LegacyFiles.h"
 #include "server/TelnetListener.h"
+#include "server/UpdateSchedule.h"
 
 #include <QCoreApplication>
 #include <QFile>
+#include <QProcess>
 
 #include <unistd.h>
 
@@ -23,10 +25,12 @@ Server::Server(Board& board, BoardLogs& logs, DebugPane& pane, NodeServices& nod
     timer2_.setInterval(500);
     timer3_.setInterval(60000);
     timer4_.setInterval(1000);
+    timer5_.setInterval(60000);
     connect(&timer1_, &QTimer::timeout, this, &Server::lockTick);
     connect(&timer2_, &QTimer::timeout, this, &Server::watchdogTick);
     connect(&timer3_, &QTimer::timeout, this, &Server::minuteTick);
     connect(&timer4_, &QTimer::timeout, this, &Server::secondTick);
+    connect(&timer5_, &QTimer::timeout, this, &Server::updateTick);
     connect(listener_, &TelnetListener::connectionRequest, this, &Server::onConnectionRequest);
     context_ = std::make_unique<AdmissionContext>(
         AdmissionContext{board_, logs_, nodes_, [this](const QString& ip) { return ipFilter_(ip); },
@@ -50,6 +54,8 @@ bool Server::timerActive(int number) const {
         return timer3_.isActive();
     case 4:
         return timer4_.isActive();
+    case 5:
+        return timer5_.isActive();
     default:
         return false;
     }
@@ -101,6 +107,8 @@ bool Server::load(const QString& commandLine, const QString& startDirectory) {
     logs_.writeEventLog(
         QStringLiteral("--- KELDTS v%1 Loaded").arg(QString::fromLatin1(Board::kVersion)));
     face_.showForm();
+    if (board_.serverConfig.i16("updatetype") > 0)
+        timer5_.start();
     emit runStateChanged(board_.serverState);
     return true;
 }
@@ -195,7 +203,7 @@ bool Server::queryUnload(CloseReason reason, Dialogs& answers) {
         }
     }
     board_.serverState = StateShuttingDown;
-    for (QTimer* timer : {&timer1_, &timer2_, &timer3_, &timer4_})
+    for (QTimer* timer : {&timer1_, &timer2_, &timer3_, &timer4_, &timer5_})
         timer->stop();
     saveWindowState(board_, recordedPosition_, face_.geometry());
     QCoreApplication::processEvents();
@@ -267,6 +275,22 @@ void Server::secondTick() {
     logs_.writeDebugPane(now.toString(QStringLiteral("HH:mm:ss")) + QStringLiteral(" : ") +
                          now.toString(QStringLiteral("MM/dd/yyyy")) +
                          QStringLiteral(" : Daily Display Reset."));
+}
+
+void Server::updateTick() {
+    const Record& cfg = board_.serverConfig;
+    const QDateTime now = board_.clock.now();
+    if (!updateCheckDue(cfg.i16("updatetype"), cfg.i16("updatefreq"), cfg.text("lastupdatecheck"),
+                        now))
+        return;
+    const QString updater = board_.filePath("main", QStringLiteral("KtsUpdate.exe"));
+    if (!QFile::exists(updater))
+        return;
+    board_.serverConfig.setText("lastupdatecheck", now.date().toString(QStringLiteral("yyMMdd")));
+    saveServerConfig(board_);
+    QProcess::startDetached(
+        updater, {QStringLiteral("/QUIET"), QStringLiteral("/TYPE=%1").arg(cfg.i16("updatetype"))},
+        board_.directoryPath("main"));
 }
 
 QString Server::control(const QString& command, std::function<void()>& after) {

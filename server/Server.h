@@ -63,6 +63,7 @@ class Server : public QObject {
     void watchdogTick();
     void minuteTick();
     void secondTick();
+    void updateTick();
 
     Board& board_;
     BoardLogs& logs_;
@@ -70,7 +71,7 @@ class Server : public QObject {
     NodeServices& nodes_;
     ConsoleFace& face_;
     TelnetListener* listener_;
-    QTimer timer1_, timer2_, timer3_, timer4_;
+    QTimer timer1_, timer2_, timer3_, timer4_, timer5_;
     QPoint recordedPosition_;
     int lockTicks_ = 0;
     std::function<bool(const QString&)> ipFilter_ = [](const QString&) { return true; };
