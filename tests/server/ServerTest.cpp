@@ -389,17 +389,6 @@ TEST_F(ServerTest, ForcingNodesDownKillsWhatCanBeKilled) {
     EXPECT_EQ(exits, 1);
 }
 
-TEST_F(ServerTest, CloseButtonOnlyMinimisesWhenClosingToTheTaskbar) {
-    t.board->serverConfig.setI16("closetotaskbar", 1);
-    EXPECT_FALSE(server.queryUnload(Server::CloseReason::CloseButton, t.dialogs));
-    EXPECT_TRUE(face.minimized);
-    EXPECT_EQ(t.board->serverState, StateOnline);
-    EXPECT_EQ(exits, 0);
-    EXPECT_TRUE(server.queryUnload(Server::CloseReason::ExitCommand, t.dialogs));
-    EXPECT_TRUE(t.dialogs.shown.empty());
-    EXPECT_EQ(exits, 1);
-}
-
 TEST(NetTime, OnlyAPeriodWithinOneDayIsInForceFromItsFirstSecond) {
     const auto at = [](int h, int m, int s) {
         return QDateTime(QDate(2026, 3, 14), QTime(h, m, s));
@@ -430,21 +419,6 @@ TEST(CommandLine, SwitchesAreFoundWhateverTheirCase) {
     for (const char* line : {"", "/RESET", "/RESETWINDOWS", "RESETWINDOW", "/OTHER=/RESETWINDOW"})
         EXPECT_EQ(getCommandSwitch(QLatin1String(line), QStringLiteral("/RESETWINDOW")), QString())
             << line;
-}
-
-TEST(RunState, EachStateLightsOneLampAndLocksItsOwnCommand) {
-    using P = RunStateView::Picture;
-    const RunStateView stopped = runStateView(StateStopped), online = runStateView(StateOnline),
-                       offline = runStateView(StateOffline);
-    EXPECT_EQ(stopped.picture, P::Red);
-    EXPECT_TRUE(stopped.startEnabled && !stopped.stopEnabled && stopped.offlineEnabled);
-    EXPECT_EQ(stopped.trayIcon, 102);
-    EXPECT_EQ(online.picture, P::Green);
-    EXPECT_TRUE(!online.startEnabled && online.stopEnabled && online.offlineEnabled);
-    EXPECT_EQ(online.trayIcon, 101);
-    EXPECT_EQ(offline.picture, P::Yellow);
-    EXPECT_TRUE(offline.startEnabled && offline.stopEnabled && !offline.offlineEnabled);
-    EXPECT_EQ(offline.trayIcon, 103);
 }
 
 TEST(LegacyFiles, OnlyTheOldReleasesFilesGoAndOnlyBesideTheBoardProgram) {

@@ -1,49 +1,25 @@
 #include "server/forms/MainWindow.h"
 #include "data/RecordFile.h"
-#include "server/NodeServices.h"
+#include "server/BoardNodes.h"
 #include "server/Server.h"
+#include "support/FakeNodeHost.h"
 #include "support/TestBoard.h"
 
 #include <QAction>
 #include <QApplication>
 #include <QLabel>
+#include <QListWidget>
 #include <QPlainTextEdit>
 #include <QSignalSpy>
-
-#include <set>
 
 #include <gtest/gtest.h>
 
 namespace {
 
-// Nodes that report themselves in use until killed.
-class BusyNodes final : public NodeServices {
-  public:
-    int findFreeNode() override { return 0; }
-    bool isNodeInUse(int node) override {
-        return node == 0 ? !running.empty() : running.count(node) > 0;
-    }
-    void refreshNodeList() override {}
-    void watchNodes() override {}
-    void deleteAllNodeFiles() override {}
-    void deleteNodeFiles(int) override {}
-    void resetNodeRecord(int) override {}
-    qint64 nodeProcessId(int node) override { return 1000 + node; }
-    bool killProcessTree(qint64 pid) override { return running.erase(int(pid - 1000)) > 0; }
-    void configureNodeChannel(int) override {}
-    void makeNodeDirectory(int) override {}
-    bool writeTcpipCfg(const QString&, int, const QString&, const QString&) override {
-        return true;
-    }
-    void launchNode(int, int, const QString&, std::function<void()>) override {}
-    QStringList nodeRows() override { return {}; }
-    std::set<int> running;
-};
-
 class MainWindowTest : public ::testing::Test {
   protected:
     void start(const QString& commandLine = {}) {
-        window.attach(&server, &board.dialogs);
+        window.attach(&server, &board.dialogs, &nodes.table());
         ASSERT_TRUE(server.load(commandLine, board.mainDir()));
     }
     template <typename T> T* child(const char* name) {
@@ -72,7 +48,8 @@ class MainWindowTest : public ::testing::Test {
     }
 
     TestBoard board;
-    BusyNodes nodes;
+    FakeNodeHost host;
+    BoardNodes nodes{*board.board, board.logs, host};
     MainWindow window{board.pane};
     Server server{*board.board, board.logs, board.pane, nodes, window};
 };
@@ -100,6 +77,10 @@ TEST_F(MainWindowTest, LoadingShowsTheBannerAndLogsTheVersion) {
     EXPECT_EQ(child<QLabel>("lblInfo")->text().section(QStringLiteral("\r\n"), 0, 0),
               QStringLiteral("KELDTS [2.6.060524] executed @ 12:00:00 03/14/2026"));
     EXPECT_EQ(lastLogLine(), QStringLiteral("--- KELDTS v2.6.060524 Loaded"));
+    auto* list = child<QListWidget>("lstNodelist");
+    ASSERT_EQ(list->count(), 4);
+    EXPECT_EQ(list->item(3)->text(), QStringLiteral("Node 4 - Waiting..."));
+    EXPECT_EQ(list->currentRow(), 0);
     EXPECT_TRUE(server.timerActive(1) && server.timerActive(2) && server.timerActive(3) &&
                 server.timerActive(4));
 }
@@ -112,37 +93,10 @@ TEST_F(MainWindowTest, CloseButtonOnlyMinimisesWhenClosingToTaskbar) {
     window.close();
     EXPECT_TRUE(window.isMinimized());
     EXPECT_EQ(exits.count(), 0);
+    board.board->pendingNode = 0; // as the lock timer's first tick leaves it
     child<QAction>("mnuFileExit")->trigger();
     ASSERT_EQ(exits.count(), 1);
     EXPECT_EQ(lastLogLine(), QStringLiteral("--- KELDTS Unloaded"));
-}
-
-TEST_F(MainWindowTest, ExitWithNodesInUseAsksAndOnlyYesProceeds) {
-    nodes.running = {1, 3};
-    start();
-    QSignalSpy exits(&server, &Server::exitRequested);
-    board.dialogs.answers = {false};
-    child<QAction>("mnuFileExit")->trigger();
-    EXPECT_EQ(exits.count(), 0);
-    EXPECT_EQ(board.board->serverState, StateOnline);
-    ASSERT_EQ(board.dialogs.shown.size(), 1u);
-    EXPECT_EQ(board.dialogs.shown[0].title, QStringLiteral("KELDTS Shutdown"));
-    EXPECT_EQ(
-        board.dialogs.shown[0].text,
-        QStringLiteral("KELDTS detects there are BBS nodes in use!\r\nDo you want to proceed?"));
-    EXPECT_FALSE(board.dialogs.shown[0].defaultYes);
-
-    board.write(QStringLiteral("KTSN3.BAT"), "@ECHO OFF\r\n");
-    board.dialogs.answers = {true, true};
-    child<QAction>("mnuFileExit")->trigger();
-    EXPECT_EQ(exits.count(), 1);
-    EXPECT_EQ(board.dialogs.shown.back().text,
-              QStringLiteral("Do you wish to force all nodes to close before exiting?"));
-    EXPECT_TRUE(nodes.running.empty());
-    EXPECT_FALSE(QFile::exists(board.file(QStringLiteral("KTSN3.BAT"))));
-    EXPECT_EQ(board.board->serverState, StateShuttingDown);
-    EXPECT_FALSE(server.timerActive(1) || server.timerActive(2) || server.timerActive(3) ||
-                 server.timerActive(4));
 }
 
 TEST_F(MainWindowTest, MinimisingGoesToTheTrayAndIsRemembered) {
