@@ -3,6 +3,7 @@
 #include "data/SystemConfig.h"
 #include "server/Admission.h"
 #include "server/CommandLine.h"
+#include "server/IpFilter.h"
 #include "server/LegacyFiles.h"
 #include "server/TelnetListener.h"
 #include "server/UpdateSchedule.h"
@@ -20,7 +21,8 @@ const QString kErrorTitle = QStringLiteral("KELDTS - Error");
 Server::Server(Board& board, BoardLogs& logs, DebugPane& pane, NodeServices& nodes,
                ConsoleFace& face, QObject* parent)
     : QObject(parent), board_(board), logs_(logs), pane_(pane), nodes_(nodes), face_(face),
-      listener_(new TelnetListener(this)) {
+      listener_(new TelnetListener(this)),
+      ipFilter_([this](const QString& ip) { return isIpAllowed(board_, ip); }) {
     timer1_.setInterval(1000);
     timer2_.setInterval(500);
     timer3_.setInterval(60000);

@@ -45,7 +45,7 @@ class Server : public QObject {
     // One `keldts ctl` command; returns the reply line.
     QString control(const QString& command, std::function<void()>& after);
 
-    // Who decides whether a caller's address may come in; everyone until the filter exists.
+    // Who decides whether a caller's address may come in: KELDTSIP.DAT unless a test says.
     void setIpFilter(std::function<bool(const QString&)> filter) { ipFilter_ = std::move(filter); }
     quint16 listeningPort() const;
     bool timerActive(int number) const;
@@ -74,7 +74,7 @@ class Server : public QObject {
     QTimer timer1_, timer2_, timer3_, timer4_, timer5_;
     QPoint recordedPosition_;
     int lockTicks_ = 0;
-    std::function<bool(const QString&)> ipFilter_ = [](const QString&) { return true; };
+    std::function<bool(const QString&)> ipFilter_;
     std::unique_ptr<struct AdmissionContext> context_;
     QPointer<Admission> admission_;
 };
