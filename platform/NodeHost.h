@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/SendKeys.h"
+
 #include <QList>
 #include <QString>
 #include <QStringList>
@@ -45,4 +47,6 @@ class NodeHost {
     // Starts a node. `done` is called on the event loop once the node holds the socket or the
     // start has failed; the host closes its copy of the socket by then.
     virtual void launch(const Launch& request, std::function<void(const Started&)> done) = 0;
+    // Types `keys` into the window's console. False, with `why`, when it cannot take keys.
+    virtual bool sendKeys(qint64 handle, const QList<KeyStroke>& keys, QString* why) = 0;
 };

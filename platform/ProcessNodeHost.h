@@ -23,6 +23,11 @@ class ProcessNodeHost : public QObject, public NodeHost {
     qint64 findWindow(const QString& title) override;
     bool isWindow(qint64 handle) override;
     void launch(const Launch& request, std::function<void(const Started&)> done) override;
+    bool sendKeys(qint64, const QList<KeyStroke>&, QString* why) override {
+        *why =
+            QStringLiteral("a node started as a plain process has no console that can take keys");
+        return false;
+    }
 
   private:
     bool alive(qint64 pid, const QByteArray& startTime);

@@ -1,10 +1,13 @@
 #include "platform/TmuxNodeHost.h"
+
+#include "platform/Cp437.h"
 #include "platform/SocketHandOver.h"
 
 #include <QCoreApplication>
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFileInfo>
+#include <QHash>
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QTimer>
@@ -420,4 +423,59 @@ bool TmuxNodeHost::isWindow(qint64 handle) {
             return true;
     }
     return false;
+}
+
+namespace {
+
+// tmux's name of a named key, with its modifiers; empty for keys a console has no use for.
+QByteArray tmuxKeyName(const KeyStroke& k) {
+    static const QHash<int, QByteArray> names{
+        {8, "BSpace"}, {9, "Tab"},    {13, "Enter"}, {27, "Escape"}, {32, "Space"},
+        {33, "PPage"}, {34, "NPage"}, {35, "End"},   {36, "Home"},   {37, "Left"},
+        {38, "Up"},    {39, "Right"}, {40, "Down"},  {45, "IC"},     {46, "DC"}};
+    QByteArray name = k.virtualKey >= 112 && k.virtualKey <= 123
+                          ? "F" + QByteArray::number(k.virtualKey - 111)
+                          : names.value(k.virtualKey);
+    if (name.isEmpty())
+        return {};
+    return (k.shift ? "S-" : "") + QByteArray(k.control ? "C-" : "") + (k.alt ? "M-" : "") + name;
+}
+
+} // namespace
+
+bool TmuxNodeHost::sendKeys(qint64 handle, const QList<KeyStroke>& keys, QString* why) {
+    if (!isWindow(handle) || !ensureControlClient()) {
+        *why = QStringLiteral("window @%1 is gone").arg(handle);
+        return false;
+    }
+    const QByteArray target = "send-keys -t @" + QByteArray::number(handle);
+    // Typed text goes as hex bytes, which tmux passes on exactly (CP437 included); named keys
+    // by tmux's key names. Runs of text travel in one command.
+    QByteArray text;
+    const auto flushText = [&] {
+        if (text.isEmpty())
+            return true;
+        const bool ok = controlCommand(target + " -H" + text).has_value();
+        text.clear();
+        return ok;
+    };
+    for (const KeyStroke& k : keys) {
+        if (k.name.isEmpty()) {
+            const QByteArray bytes = cp437::fromUnicode(QString(k.character));
+            text += ' ' + bytes.toHex(' ');
+            continue;
+        }
+        const QByteArray name = tmuxKeyName(k);
+        if (name.isEmpty())
+            continue;
+        if (!flushText() || !controlCommand(target + ' ' + name)) {
+            *why = QStringLiteral("tmux refused the keys");
+            return false;
+        }
+    }
+    if (!flushText()) {
+        *why = QStringLiteral("tmux refused the keys");
+        return false;
+    }
+    return true;
 }

@@ -41,6 +41,7 @@ class TmuxNodeHost : public QObject, public NodeHost {
     qint64 findWindow(const QString& title) override;
     bool isWindow(qint64 handle) override;
     void launch(const Launch& request, std::function<void(const Started&)> done) override;
+    bool sendKeys(qint64 handle, const QList<KeyStroke>& keys, QString* why) override;
 
   private:
     struct Pending;

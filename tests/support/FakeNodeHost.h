@@ -29,12 +29,17 @@ class FakeNodeHost : public NodeHost {
         launches.append(request);
         done(nextStart);
     }
+    bool sendKeys(qint64 handle, const QList<KeyStroke>& keys, QString*) override {
+        typed.append({handle, keys});
+        return true;
+    }
     void add(const QString& title, qint64 handle, qint64 pid = 0) {
         open.append({handle, title, pid});
     }
 
     QList<Window> open;
     QList<Launch> launches;
+    QList<std::pair<qint64, QList<KeyStroke>>> typed;
     Started nextStart{0, 0, QStringLiteral("no start prepared")};
     int windowQueries = 0;
     int singleQueries = 0;
