@@ -4,7 +4,6 @@
 #include "console/DebugPane.h"
 #include "data/Board.h"
 #include "data/DemoBoard.h"
-#include "platform/NodeExec.h"
 #include "platform/PlatformSettings.h"
 #include "platform/ProcessNodeHost.h"
 #include "platform/SingleInstance.h"
@@ -142,8 +141,6 @@ int main(int argc, char** argv) {
         return runControl(argc, argv);
     if (args.size() > 1 && args.at(1) == QLatin1String("demo-node"))
         return runDemoNode(args.mid(2));
-    if (args.size() > 1 && args.at(1) == QLatin1String("node-exec"))
-        return runNodeExec(args.mid(2));
 
     DemoRequest demo;
     QStringList rest = args.mid(1);

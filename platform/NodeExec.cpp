@@ -1,12 +1,12 @@
 #include "platform/NodeExec.h"
-#include "platform/SocketHandOver.h"
-
-#include <QFile>
+#include "platform/DescriptorPassing.h"
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
-#include <vector>
+#include <string>
+#include <string_view>
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -19,40 +19,35 @@ constexpr int kUsageStatus = 2;
 constexpr int kFailureStatus = 1;
 constexpr int kExecStatus = 127;
 
-int fail(int status, const QString& message) {
-    const QByteArray bytes = (QStringLiteral("keldts node-exec: ") + message + '\n').toLocal8Bit();
-    std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stderr);
-    std::fflush(stderr);
+int fail(int status, const std::string& message) {
+    std::fprintf(stderr, "keldts-node-exec: %s\n", message.c_str());
     return status;
 }
 
-QString errnoText(int error) {
-    return QString::fromLocal8Bit(std::strerror(error));
+std::string withCause(const std::string& what, int error) {
+    return what + ": " + std::strerror(error);
 }
 
-bool writeAll(int fd, const QByteArray& bytes) {
-    qsizetype done = 0;
-    while (done < bytes.size()) {
-        const ssize_t n = ::send(fd, bytes.constData() + done,
-                                 static_cast<size_t>(bytes.size() - done), MSG_NOSIGNAL);
+bool writeAll(int fd, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t n = ::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
         if (n < 0 && errno == EINTR)
             continue;
         if (n <= 0)
             return false;
-        done += n;
+        bytes.remove_prefix(static_cast<size_t>(n));
     }
     return true;
 }
 
-int connectTo(const QString& path) {
-    const QByteArray name = QFile::encodeName(path);
+int connectTo(const std::string& path) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    if (static_cast<size_t>(name.size()) >= sizeof address.sun_path) {
+    if (path.size() >= sizeof address.sun_path) {
         errno = ENAMETOOLONG;
         return -1;
     }
-    std::memcpy(address.sun_path, name.constData(), static_cast<size_t>(name.size()));
+    std::memcpy(address.sun_path, path.data(), path.size());
     const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (fd < 0)
         return -1;
@@ -69,61 +64,59 @@ int connectTo(const QString& path) {
     return fd;
 }
 
+// A plain decimal descriptor number; -1 for anything else.
+int descriptorNumber(const char* text) {
+    char* end = nullptr;
+    errno = 0;
+    const long value = std::strtol(text, &end, 10);
+    if (errno != 0 || end == text || *end != '\0' || value < 0 || value > 65535)
+        return -1;
+    return static_cast<int>(value);
+}
+
 } // namespace
 
-int runNodeExec(const QStringList& args) {
-    QString socketPath;
-    QByteArray token;
+int runNodeExec(int count, char** args) {
+    std::string socketPath;
+    std::string token;
     int target = -1;
-    qsizetype i = 0;
-    for (; i < args.size(); ++i) {
-        const QString& arg = args.at(i);
-        if (arg == QLatin1String("--"))
+    int i = 0;
+    for (; i < count; ++i) {
+        const std::string_view arg = args[i];
+        if (arg == "--")
             break;
-        if (i + 1 >= args.size())
-            return fail(kUsageStatus, QStringLiteral("%1 needs a value").arg(arg));
-        const QString value = args.at(++i);
-        if (arg == QLatin1String("--socket")) {
+        if (i + 1 >= count)
+            return fail(kUsageStatus, std::string(arg) + " needs a value");
+        const char* value = args[++i];
+        if (arg == "--socket") {
             socketPath = value;
-        } else if (arg == QLatin1String("--token")) {
-            token = value.toUtf8();
-        } else if (arg == QLatin1String("--fd")) {
-            bool ok = false;
-            target = value.toInt(&ok);
-            if (!ok || target < 0)
-                return fail(kUsageStatus, QStringLiteral("bad descriptor number %1").arg(value));
+        } else if (arg == "--token") {
+            token = value;
+        } else if (arg == "--fd") {
+            target = descriptorNumber(value);
+            if (target < 0)
+                return fail(kUsageStatus, std::string("bad descriptor number ") + value);
         } else {
-            return fail(kUsageStatus, QStringLiteral("unknown option %1").arg(arg));
+            return fail(kUsageStatus, "unknown option " + std::string(arg));
         }
     }
-    if (socketPath.isEmpty() || token.isEmpty() || target < 0 || i + 1 >= args.size())
-        return fail(kUsageStatus, QStringLiteral("usage: keldts node-exec --socket PATH --token "
-                                                 "TOKEN --fd H -- PROGRAM [ARGS...]"));
+    if (socketPath.empty() || token.empty() || target < 0 || i + 1 >= count)
+        return fail(kUsageStatus, "usage: keldts-node-exec --socket PATH --token TOKEN --fd H "
+                                  "-- PROGRAM [ARGS...]");
     if (target <= STDERR_FILENO)
         return fail(kUsageStatus,
-                    QStringLiteral("descriptor %1 is the window's terminal").arg(target));
-
-    std::vector<QByteArray> argvBytes;
-    for (qsizetype k = i + 1; k < args.size(); ++k)
-        argvBytes.push_back(QFile::encodeName(args.at(k)));
-    std::vector<char*> argv;
-    for (QByteArray& a : argvBytes)
-        argv.push_back(a.data());
-    argv.push_back(nullptr);
+                    "descriptor " + std::to_string(target) + " is the window's terminal");
+    char** program = args + i + 1; // the caller's argv ends in a null pointer
 
     const int channel = connectTo(socketPath);
     if (channel < 0)
-        return fail(
-            kFailureStatus,
-            QStringLiteral("cannot reach the server at %1: %2").arg(socketPath, errnoText(errno)));
+        return fail(kFailureStatus, withCause("cannot reach the server at " + socketPath, errno));
     if (!writeAll(channel, token + '\n'))
-        return fail(kFailureStatus,
-                    QStringLiteral("cannot talk to the server: %1").arg(errnoText(errno)));
-    int fd = handover::receiveDescriptor(channel);
+        return fail(kFailureStatus, withCause("cannot talk to the server", errno));
+    const int fd = handover::receiveDescriptor(channel);
     if (fd < 0)
-        return fail(kFailureStatus,
-                    errno == 0 ? QStringLiteral("the server refused the hand-over")
-                               : QStringLiteral("no socket received: %1").arg(errnoText(errno)));
+        return fail(kFailureStatus, errno == 0 ? "the server refused the hand-over"
+                                               : withCause("no socket received", errno));
 
     if (fd == target) {
         // dup2(H, H) would leave close-on-exec set and the node without its socket.
@@ -134,9 +127,8 @@ int runNodeExec(const QStringList& args) {
             rc = ::dup2(fd, target);
         } while (rc < 0 && errno == EINTR);
         if (rc < 0)
-            return fail(kFailureStatus, QStringLiteral("cannot place the socket at %1: %2")
-                                            .arg(target)
-                                            .arg(errnoText(errno)));
+            return fail(kFailureStatus,
+                        withCause("cannot place the socket at " + std::to_string(target), errno));
         ::close(fd);
     }
     // A DOS node behind an emulator treats EAGAIN as a dropped line.
@@ -145,8 +137,8 @@ int runNodeExec(const QStringList& args) {
         ::fcntl(target, F_SETFL, flags & ~O_NONBLOCK);
 
     // The channel is close-on-exec: a successful exec closes it and so tells the server.
-    ::execvp(argv[0], argv.data());
-    const QString why = QStringLiteral("cannot run %1: %2").arg(args.at(i + 1), errnoText(errno));
-    writeAll(channel, why.toUtf8() + '\n');
+    ::execvp(program[0], program);
+    const std::string why = withCause(std::string("cannot run ") + program[0], errno);
+    writeAll(channel, why + '\n');
     return fail(kExecStatus, why);
 }

@@ -48,9 +48,11 @@ struct TmuxNodeHost::Pending {
 };
 
 TmuxNodeHost::TmuxNodeHost(const QString& runtimeDirectory, const QString& mainDirectory,
-                           const QString& binary, QObject* parent)
+                           const QString& nodeExec, QObject* parent)
     : QObject(parent), runtimeDirectory_(runtimeDirectory),
-      binary_(binary.isEmpty() ? QCoreApplication::applicationFilePath() : binary) {
+      nodeExec_(nodeExec.isEmpty()
+                    ? QCoreApplication::applicationDirPath() + QStringLiteral("/keldts-node-exec")
+                    : nodeExec) {
     const QByteArray board = QDir::cleanPath(QFileInfo(mainDirectory).absoluteFilePath()).toUtf8();
     const QString hash = QString::fromLatin1(
         QCryptographicHash::hash(board, QCryptographicHash::Sha1).toHex().left(12));
@@ -209,9 +211,8 @@ void TmuxNodeHost::startNewWindow(const QByteArray& token, bool retried) {
         if (!paneOwnsVariable(name))
             command << QStringLiteral("-e") << name + QLatin1Char('=') + environment.value(name);
     }
-    command << QStringLiteral("--") << binary_ << QStringLiteral("node-exec")
-            << QStringLiteral("--socket") << handOverSocket_ << QStringLiteral("--token")
-            << QString::fromLatin1(token) << QStringLiteral("--fd")
+    command << QStringLiteral("--") << nodeExec_ << QStringLiteral("--socket") << handOverSocket_
+            << QStringLiteral("--token") << QString::fromLatin1(token) << QStringLiteral("--fd")
             << QString::number(request.targetFd) << QStringLiteral("--") << request.command;
 
     auto* process = new QProcess(this);

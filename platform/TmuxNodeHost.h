@@ -25,10 +25,10 @@ class TmuxNodeHost : public QObject, public NodeHost {
     Q_OBJECT
   public:
     // `runtimeDirectory` holds the tmux socket and the hand-over socket; `mainDirectory`
-    // names the board (one tmux server per board). `binary` is the program that provides
-    // `node-exec`, this program when empty.
+    // names the board (one tmux server per board). `nodeExec` is the program that hands
+    // the caller to the node; keldts-node-exec beside this program when empty.
     TmuxNodeHost(const QString& runtimeDirectory, const QString& mainDirectory,
-                 const QString& binary = QString(), QObject* parent = nullptr);
+                 const QString& nodeExec = QString(), QObject* parent = nullptr);
     ~TmuxNodeHost() override;
 
     // Starts (or finds) the tmux server and the hand-over socket. Runs before the first caller
@@ -60,7 +60,7 @@ class TmuxNodeHost : public QObject, public NodeHost {
     QString runtimeDirectory_;
     QString tmuxSocket_;
     QString handOverSocket_;
-    QString binary_;
+    QString nodeExec_;
     int handOverTimeoutMs_ = 10000;
     HandOverServer* handOver_ = nullptr;
     QHash<QByteArray, Pending*> pending_;

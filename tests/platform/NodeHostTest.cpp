@@ -244,10 +244,10 @@ TEST(HandOverTest, OnlyTheRightTokenGetsTheSocket) {
     auto runHelper = [&](const QByteArray& presented, const QString& script) {
         QProcess helper;
         helper.start(QStringLiteral(NODE_EXEC_HELPER),
-                     {QStringLiteral("node-exec"), QStringLiteral("--socket"), server.path(),
-                      QStringLiteral("--token"), QString::fromLatin1(presented),
-                      QStringLiteral("--fd"), QStringLiteral("5"), QStringLiteral("--"),
-                      QStringLiteral("/bin/sh"), QStringLiteral("-c"), script});
+                     {QStringLiteral("--socket"), server.path(), QStringLiteral("--token"),
+                      QString::fromLatin1(presented), QStringLiteral("--fd"), QStringLiteral("5"),
+                      QStringLiteral("--"), QStringLiteral("/bin/sh"), QStringLiteral("-c"),
+                      script});
         EXPECT_TRUE(waitFor([&] { return helper.state() == QProcess::NotRunning; }));
         return helper.exitCode();
     };

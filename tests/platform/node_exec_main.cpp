@@ -1,7 +1,6 @@
 #include "platform/NodeExec.h"
 
-#include <QStringList>
-
+#include <cstdlib>
 #include <cstring>
 
 #include <unistd.h>
@@ -25,12 +24,9 @@ int echoNode(int fd, const char* greeting) {
 
 } // namespace
 
-// "node-exec ..." as in the real program, or "echo-node FD GREETING" to play the node.
+// The arguments of keldts-node-exec, or "echo-node FD GREETING" to play the node.
 int main(int argc, char** argv) {
     if (argc == 4 && std::strcmp(argv[1], "echo-node") == 0)
         return echoNode(std::atoi(argv[2]), argv[3]);
-    QStringList args;
-    for (int i = 2; i < argc; ++i)
-        args << QString::fromLocal8Bit(argv[i]);
-    return runNodeExec(args);
+    return runNodeExec(argc - 1, argv + 1);
 }
