@@ -1,5 +1,6 @@
 #include "app/DemoNode.h"
 
+#include "app/SysopConsole.h"
 #include "app/TelnetInput.h"
 #include "data/Board.h"
 #include "data/RecordFile.h"
@@ -9,6 +10,9 @@
 
 #include <QDir>
 #include <QFile>
+#include <QRandomGenerator>
+
+#include <functional>
 
 #include <cerrno>
 #include <cstdio>
@@ -54,33 +58,49 @@ class Caller {
     }
     bool send(const QString& text) { return send(cp437::fromUnicode(text)); }
 
-    // The next typed character, or -1 when the caller is gone or stayed silent too long.
-    int key() {
-        while (typed_.isEmpty()) {
-            pollfd p{fd_, POLLIN, 0};
-            const int ready = ::poll(&p, 1, kIdleLimitMs);
+    // What happened next: the caller typed `value`, the sysop pressed `value` in the node's
+    // window, or the caller is gone (or stayed silent too long).
+    struct Event {
+        enum Kind { Typed, Sysop, Gone } kind;
+        int value = 0;
+    };
+
+    Event next() {
+        while (typed_.isEmpty() && sysop_.isEmpty()) {
+            pollfd p[2] = {{fd_, POLLIN, 0}, {console_.descriptor(), POLLIN, 0}};
+            const int ready = ::poll(p, 2, kIdleLimitMs);
             if (ready < 0 && errno == EINTR)
                 continue;
             if (ready <= 0)
-                return -1;
-            char buffer[512];
-            const ssize_t n = ::recv(fd_, buffer, sizeof buffer, 0);
-            if (n < 0 && errno == EINTR)
-                continue;
-            if (n <= 0)
-                return -1;
-            typed_ += input_.feed(QByteArray(buffer, n));
+                return {Event::Gone};
+            if (p[1].revents)
+                sysop_ += console_.read();
+            if (p[0].revents && !receive())
+                return {Event::Gone};
         }
+        if (!sysop_.isEmpty())
+            return {Event::Sysop, sysop_.takeFirst()};
         const auto c = static_cast<unsigned char>(typed_.at(0));
         typed_.remove(0, 1);
         // A line ends in CR, CR LF or CR NUL depending on the client: the second byte is noise.
-        if (afterCr_ && (c == '\n' || c == '\0')) {
-            afterCr_ = false;
-            return key();
-        }
+        const bool noise = afterCr_ && (c == '\n' || c == '\0');
         afterCr_ = c == '\r';
-        return c;
+        return noise ? next() : Event{Event::Typed, c};
     }
+
+    // The next typed character, or -1 when the call is over. The sysop's keys go to `onSysop`,
+    // which says whether the call goes on.
+    int key() {
+        for (;;) {
+            const Event e = next();
+            if (e.kind == Event::Typed)
+                return e.value;
+            if (e.kind == Event::Gone || (onSysop && !onSysop(e.value)))
+                return -1;
+        }
+    }
+
+    std::function<bool(int)> onSysop;
 
     // A line typed with echo, at most `limit` characters; a null result when the caller left.
     QByteArray line(int limit) {
@@ -104,9 +124,23 @@ class Caller {
     }
 
   private:
+    bool receive() {
+        char buffer[512];
+        ssize_t n;
+        do {
+            n = ::recv(fd_, buffer, sizeof buffer, 0);
+        } while (n < 0 && errno == EINTR);
+        if (n <= 0)
+            return false;
+        typed_ += input_.feed(QByteArray(buffer, n));
+        return true;
+    }
+
     int fd_;
+    SysopConsole console_;
     TelnetInput input_;
     QByteArray typed_;
+    QList<int> sysop_;
     bool afterCr_ = false;
 };
 
@@ -117,6 +151,7 @@ class DemoNode {
           board_(clock_, dialogs_, logs_, readPlatformSettings(QStringLiteral("KELDTS.INI"))) {}
 
     int run() {
+        caller_.onSysop = [this](int key) { return sysopKey(key); };
         QString error;
         if (!getSysPaths(board_, true, board_.sysPaths, &error) ||
             !getMainConfig(board_, board_.mainConfig, &error)) {
@@ -208,8 +243,73 @@ class DemoNode {
     int leave(const QString& how) {
         say(QStringLiteral("Node %1: %2 %3")
                 .arg(node_)
-                .arg(name_.isEmpty() ? QStringLiteral("the caller") : name_, how));
+                .arg(name_.isEmpty() ? QStringLiteral("the caller") : name_,
+                     endedBy_.isEmpty() ? how : endedBy_));
         return 0;
+    }
+
+    // A function key of the sysop's; false when it ends the call.
+    bool sysopKey(int key) {
+        switch (key) {
+        case sysopkey::kChat:
+            return chat();
+        case sysopkey::kBoot:
+            caller_.send(QStringLiteral("\r\n\r\nThe SysOp has ended your call. Goodbye!\r\n"));
+            endedBy_ = QStringLiteral("was booted by the SysOp");
+            return false;
+        case sysopkey::kLineNoise: {
+            // Random bytes, none of them a telnet command, as a bad line would bring them.
+            QByteArray noise(512, '\0');
+            for (char& c : noise)
+                c = static_cast<char>(QRandomGenerator::global()->bounded(255));
+            caller_.send(noise);
+            endedBy_ = QStringLiteral("was dropped with line noise");
+            return false;
+        }
+        default:
+            return true; // outside a chat the sysop's typing is not for the caller
+        }
+    }
+
+    // Both sides type to each other until the sysop presses Esc.
+    bool chat() {
+        updateRecord(QStringLiteral("Chatting with SysOp"));
+        say(QStringLiteral("Node %1: chat with %2 - type to talk, Esc ends it")
+                .arg(node_)
+                .arg(name_.isEmpty() ? QStringLiteral("the caller") : name_));
+        caller_.send(QStringLiteral("\r\n\r\n*** The SysOp is here to chat with you. ***\r\n\r\n"));
+        for (;;) {
+            const Caller::Event e = caller_.next();
+            if (e.kind == Caller::Event::Gone)
+                return false;
+            if (e.kind == Caller::Event::Sysop && e.value == 27)
+                break;
+            if (e.value < 0) {
+                if (e.kind == Caller::Event::Sysop && !sysopKey(e.value))
+                    return false;
+                continue;
+            }
+            chatKey(e.value);
+        }
+        caller_.send(QStringLiteral("\r\n*** The SysOp has left the chat. ***\r\n"));
+        say(QStringLiteral("\nNode %1: chat ended").arg(node_));
+        updateRecord(QStringLiteral("Main Menu"));
+        return true;
+    }
+
+    // Shows a chat key on both screens.
+    void chatKey(int c) {
+        QByteArray toCaller;
+        if (c == '\r')
+            toCaller = "\r\n";
+        else if (c == 8 || c == 127)
+            toCaller = "\b \b";
+        else if (c >= 32)
+            toCaller = QByteArray(1, static_cast<char>(c));
+        caller_.send(toCaller);
+        const QByteArray local = cp437::toUnicode(toCaller).toUtf8().replace("\r\n", "\n");
+        std::fwrite(local.constData(), 1, static_cast<size_t>(local.size()), stdout);
+        std::fflush(stdout);
     }
 
     static QStringList readLines(const QString& path) {
@@ -226,6 +326,7 @@ class DemoNode {
     TerminalLogs logs_;
     Board board_;
     QString name_;
+    QString endedBy_;
 };
 
 } // namespace

@@ -10,6 +10,7 @@
 #include "platform/TerminationSignals.h"
 #include "platform/TmuxNodeHost.h"
 #include "server/BoardNodes.h"
+#include "server/NodeCommands.h"
 #include "server/Server.h"
 #include "server/forms/GuiDialogs.h"
 #include "server/forms/MainWindow.h"
@@ -31,7 +32,10 @@ void print(FILE* stream, const QString& text) {
 
 const char* kUsage = "usage: keldts [--headless] [/RESETWINDOW]\n"
                      "       keldts demo [DIR] [--port N] [--no-run] [--headless]\n"
-                     "       keldts ctl start|stop|offline|reload|exit|status|nodes\n";
+                     "       keldts ctl start|stop|offline|reload|exit|status|nodes\n"
+                     "       keldts ctl node N show|hide|chat|boot|noise|close|reset|block "
+                     "[--yes]\n"
+                     "       keldts ctl reset-all|boot-all [--yes]\n";
 
 bool wantsHeadless(const QStringList& args) {
     if (args.contains(QStringLiteral("--headless")))
@@ -43,12 +47,12 @@ bool wantsHeadless(const QStringList& args) {
 int runControl(int argc, char** argv) {
     QCoreApplication app(argc, argv);
     const QStringList args = app.arguments();
-    if (args.size() != 3) {
+    if (args.size() < 3) {
         std::fputs(kUsage, stderr);
         return 2;
     }
     QString reply;
-    if (!SingleInstance::request(args.at(2), &reply)) {
+    if (!SingleInstance::request(args.mid(2).join(QLatin1Char(' ')), &reply)) {
         print(stderr, QStringLiteral("KELDTS is not running (no answer on %1)")
                           .arg(SingleInstance::socketPath()));
         return 1;
@@ -64,6 +68,7 @@ std::unique_ptr<NodeHost> startNodeHost(const PlatformSettings& platform, const 
     const QString runtime = SingleInstance::runtimeDirectory();
     if (platform.nodeHost != QLatin1String("process")) {
         auto tmux = std::make_unique<TmuxNodeHost>(runtime, board);
+        tmux->setViewer(platform.viewer);
         QString error;
         if (tmux->start(&error))
             return tmux;
@@ -107,8 +112,10 @@ int runServer(QCoreApplication& app, SingleInstance& instance, bool headless,
     Board board(clock, *dialogs, logs, platform);
     BoardNodes nodes(board, logs, *host);
     Server server(board, logs, pane, nodes, *face);
+    NodeCommands nodeCommands(board, logs, nodes.table(), *host);
+    server.setNodeCommands(&nodeCommands);
     if (window)
-        window->attach(&server, dialogs.get(), &nodes.table());
+        window->attach(&server, dialogs.get(), &nodes.table(), &nodeCommands);
     if (!server.load(commandLine, startDirectory))
         return 1;
     if (!hostNote.isEmpty())

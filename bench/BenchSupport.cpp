@@ -57,13 +57,13 @@ sockaddr_in loopback(quint16 port) {
     return address;
 }
 
+} // namespace
+
 bool writeI16(const QString& path, qint64 offset, int value) {
     QFile file(path);
     const char bytes[2] = {char(value & 0xff), char((value >> 8) & 0xff)};
     return file.open(QIODevice::ReadWrite) && file.seek(offset) && file.write(bytes, 2) == 2;
 }
-
-} // namespace
 
 double secondsSince(Clock::time_point start) {
     return std::chrono::duration<double>(Clock::now() - start).count();
@@ -315,8 +315,10 @@ bool BenchBoard::start() {
     const QByteArray headless = "--headless";
     char* argv[] = {const_cast<char*>(binary.constData()), const_cast<char*>(headless.constData()),
                     nullptr};
+    QProcessEnvironment env = env_;
+    env.insert(serverEnv_);
     std::vector<QByteArray> store;
-    for (const QString& e : env_.toStringList())
+    for (const QString& e : env.toStringList())
         store.push_back(e.toLocal8Bit());
     std::vector<char*> envp;
     for (QByteArray& e : store)

@@ -25,6 +25,10 @@ constexpr int kBacklog = 50;
 
 const QByteArray& busyText();
 
+// A little-endian 16-bit value at `offset` of an existing file, as the board's .CFG files hold
+// them.
+bool writeI16(const QString& path, qint64 offset, int value);
+
 // A TCP port that nothing listens on right now.
 quint16 freePort();
 // A listening socket on 127.0.0.1 at an ephemeral port; exits the driver when that fails.
@@ -73,6 +77,10 @@ class BenchBoard {
     // `keldts demo --no-run`, then `channels` telnet nodes in MAIN.CFG and, when not negative,
     // `maxConnections` in KELDTS.CFG.
     bool write(quint16 port, int channels, int maxConnections = -1);
+    // A variable that start() gives the server alone, not the `keldts ctl` clients.
+    void setServerVariable(const QString& name, const QString& value) {
+        serverEnv_.insert(name, value);
+    }
     // `keldts --headless` in the main directory, waited for until it answers as online.
     bool start();
     // SIGTERM, then SIGKILL after a bounded wait; the board's tmux server goes too.
@@ -94,6 +102,7 @@ class BenchBoard {
   private:
     QTemporaryDir dir_;
     QProcessEnvironment env_;
+    QProcessEnvironment serverEnv_;
     quint16 port_ = 0;
     pid_t pid_ = -1;
 };

@@ -47,6 +47,10 @@ class NodeHost {
     // Starts a node. `done` is called on the event loop once the node holds the socket or the
     // start has failed; the host closes its copy of the socket by then.
     virtual void launch(const Launch& request, std::function<void(const Started&)> done) = 0;
+    // Brings the window's console before the sysop (Normal), leaves it where a look finds it
+    // (Minimized) or takes it from view (Hidden). `note` says what came of it: how to look at
+    // the node when nothing could be opened, or, with false, why nothing could be done.
+    virtual bool show(qint64 handle, Show how, QString* note) = 0;
     // Types `keys` into the window's console. False, with `why`, when it cannot take keys.
     virtual bool sendKeys(qint64 handle, const QList<KeyStroke>& keys, QString* why) = 0;
 };

@@ -480,3 +480,70 @@ bool TmuxNodeHost::sendKeys(qint64 handle, const QList<KeyStroke>& keys, QString
     }
     return true;
 }
+
+namespace {
+
+QString shellQuoted(const QString& word) {
+    QString quoted = word;
+    quoted.replace(QLatin1Char('\''), QLatin1String("'\\''"));
+    return QLatin1Char('\'') + quoted + QLatin1Char('\'');
+}
+
+} // namespace
+
+QString TmuxNodeHost::attachCommand(qint64 handle) const {
+    return QStringLiteral("tmux -S %1 new-session -t %2 \\; set-option destroy-unattached on "
+                          "\\; select-window -t @%3")
+        .arg(shellQuoted(tmuxSocket_), kSessionTarget)
+        .arg(handle);
+}
+
+bool TmuxNodeHost::show(qint64 handle, Show how, QString* note) {
+    if (!isWindow(handle)) {
+        *note = QStringLiteral("window @%1 is gone").arg(handle);
+        return false;
+    }
+    switch (how) {
+    case Show::Minimized:
+        // A tmux window is always there to be looked at; nothing opens by itself.
+        return true;
+    case Show::Hidden: {
+        if (!ensureControlClient()) {
+            *note = QStringLiteral("tmux does not answer");
+            return false;
+        }
+        const auto clients = controlCommand("list-clients -F '#{client_pid} #{window_id} "
+                                            "#{client_name}'");
+        if (!clients) {
+            *note = QStringLiteral("tmux does not answer");
+            return false;
+        }
+        const QByteArray window = '@' + QByteArray::number(handle);
+        const QByteArray ourselves = QByteArray::number(control_->processId());
+        for (const QByteArray& line : *clients) {
+            const QList<QByteArray> fields = line.split(' ');
+            if (fields.size() == 3 && fields.at(1) == window && fields.at(0) != ourselves)
+                controlCommand("detach-client -t " + fields.at(2));
+        }
+        return true;
+    }
+    case Show::Normal:
+        break;
+    }
+    const QString attach = attachCommand(handle);
+    if (viewer_.isEmpty()) {
+        *note = QStringLiteral("to watch it: ") + attach;
+        return true;
+    }
+    QString command = viewer_;
+    if (command.contains(QLatin1String("{attach}")))
+        command.replace(QLatin1String("{attach}"), attach);
+    else
+        command += QLatin1Char(' ') + attach;
+    if (!QProcess::startDetached(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), command})) {
+        *note = QStringLiteral("the viewer could not be started: ") + command;
+        return false;
+    }
+    *note = QStringLiteral("viewer started: ") + command;
+    return true;
+}

@@ -41,7 +41,15 @@ class TmuxNodeHost : public QObject, public NodeHost {
     qint64 findWindow(const QString& title) override;
     bool isWindow(qint64 handle) override;
     void launch(const Launch& request, std::function<void(const Started&)> done) override;
+    bool show(qint64 handle, Show how, QString* note) override;
     bool sendKeys(qint64 handle, const QList<KeyStroke>& keys, QString* why) override;
+
+    // The terminal command "Show" runs, with {attach} standing for the command that attaches
+    // to the node's window; empty, Show only says how to attach.
+    void setViewer(const QString& viewer) { viewer_ = viewer; }
+    // A command that opens a view of window `handle` in a terminal of its own, without moving
+    // any other view: a session grouped with the board's, gone when its viewer leaves.
+    QString attachCommand(qint64 handle) const;
 
   private:
     struct Pending;
@@ -61,6 +69,7 @@ class TmuxNodeHost : public QObject, public NodeHost {
     QString tmuxSocket_;
     QString handOverSocket_;
     QString nodeExec_;
+    QString viewer_;
     int handOverTimeoutMs_ = 10000;
     HandOverServer* handOver_ = nullptr;
     QHash<QByteArray, Pending*> pending_;

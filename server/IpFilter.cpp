@@ -1,4 +1,5 @@
 #include "server/IpFilter.h"
+#include "server/IpList.h"
 
 #include "data/RecordList.h"
 #include "data/TimeRules.h"
@@ -30,7 +31,7 @@ bool matches(const QStringList& record, const QStringList& address) {
 
 bool isIpAllowed(const Board& board, const QString& address) {
     const bool blockList = board.serverConfig.i16("ipfiltermode") == 0;
-    const QString path = board.filePath("main", QStringLiteral("KELDTSIP.DAT"));
+    const QString path = iplist::path(board);
     if (!QFile::exists(path))
         return blockList;
     QList<Record> records;
@@ -60,12 +61,8 @@ void blockNodeCaller(Board& board, int node) {
     }
     tcpip.readLine(4096);
     const QString address = QString::fromLatin1(tcpip.readLine(4096)).trimmed();
-    Record entry(ipFilterLayout());
-    entry.setText("address", address);
-    int number = 0;
     QString error;
-    if (!recordlist::append(board.filePath("main", QStringLiteral("KELDTSIP.DAT")), entry, &number,
-                            &error)) {
+    if (!iplist::add(board, address, &error)) {
         board.logs.reportError(error);
         return;
     }

@@ -94,10 +94,15 @@ int NodeTable::maxChannel() const {
     return std::min<int>(board_.mainConfig.i16("maxchannelno"), kHighestNode);
 }
 
-int NodeTable::findFreeNode() {
+std::pair<int, int> NodeTable::telnetNodes() const {
     const int first = board_.serverConfig.i16("startnode");
     const int last = first + board_.serverConfig.i16("maxconnections") - 1;
-    for (int node = std::max(first, 0); node <= std::min(last, kHighestNode); ++node) {
+    return {std::max(first, 0), std::min(last, kHighestNode)};
+}
+
+int NodeTable::findFreeNode() {
+    const auto [first, last] = telnetNodes();
+    for (int node = first; node <= last; ++node) {
         if (getNodeWindow(node) == 0 && !QFileInfo::exists(stateFilePath(node)))
             return node;
     }

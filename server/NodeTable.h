@@ -29,6 +29,10 @@ class NodeTable : public QObject {
     qint64 getNodeProcessId(int node);
     // Node 0 asks about all nodes together.
     bool isNodeInUse(int node);
+    // The nodes callers are given: from `startnode`, `maxconnections` of them, at most to 100.
+    std::pair<int, int> telnetNodes() const;
+    // `maxchannelno`, at most 100.
+    int maxChannel() const;
 
     // Appends idle records to CONTROL.DAT up to `maxchannelno` (creating the file) and brings
     // the rows up to date, announcing only the rows whose text changed.
@@ -64,7 +68,6 @@ class NodeTable : public QObject {
     void rowChanged(int index, const QString& text);
 
   private:
-    int maxChannel() const;
     bool deleteFilesOf(int node);
     void setRow(int index, const QString& text);
 

@@ -5,6 +5,7 @@
 #include "server/CommandLine.h"
 #include "server/IpFilter.h"
 #include "server/LegacyFiles.h"
+#include "server/NodeCommands.h"
 #include "server/TelnetListener.h"
 #include "server/UpdateSchedule.h"
 
@@ -321,7 +322,12 @@ QString Server::control(const QString& command, std::function<void()>& after) {
     else if (word == QLatin1String("exit")) {
         after = [this] { leaveUnattended(); };
         return QStringLiteral("exiting");
-    } else
+    } else if (const auto reply =
+                   nodeCommands_
+                       ? nodeCommands_->control(word.split(QLatin1Char(' '), Qt::SkipEmptyParts))
+                       : std::nullopt)
+        return *reply;
+    else
         return QStringLiteral("unknown command: ") + command.trimmed();
     return runStateName(board_.serverState);
 }

@@ -13,6 +13,7 @@
 #include <memory>
 
 class Admission;
+class NodeCommands;
 class TelnetListener;
 
 // The life of the one server process: loading, the run states, the timers, the listening
@@ -45,9 +46,12 @@ class Server : public QObject {
     // One `keldts ctl` command; returns the reply line.
     QString control(const QString& command, std::function<void()>& after);
 
+    // Where `keldts ctl node …` goes; without it those commands are unknown.
+    void setNodeCommands(NodeCommands* commands) { nodeCommands_ = commands; }
     // Who decides whether a caller's address may come in: KELDTSIP.DAT unless a test says.
     void setIpFilter(std::function<bool(const QString&)> filter) { ipFilter_ = std::move(filter); }
     quint16 listeningPort() const;
+    Board& board() { return board_; }
     bool timerActive(int number) const;
 
   signals:
@@ -77,4 +81,5 @@ class Server : public QObject {
     std::function<bool(const QString&)> ipFilter_;
     std::unique_ptr<struct AdmissionContext> context_;
     QPointer<Admission> admission_;
+    NodeCommands* nodeCommands_ = nullptr;
 };

@@ -3,6 +3,8 @@
 #include "console/DebugPane.h"
 #include "server/NodeTable.h"
 #include "server/Server.h"
+#include "server/forms/IpConfigDialog.h"
+#include "server/forms/NodeMenu.h"
 
 #include <QApplication>
 #include <QCloseEvent>
@@ -64,6 +66,10 @@ MainWindow::MainWindow(DebugPane& pane, QWidget* parent) : QMainWindow(parent) {
         addMenuAction(file, "mnuFileReloadCfg", QStringLiteral("&Reload Configuration"));
     file->addSeparator();
     QAction* exit = addMenuAction(file, "mnuFileExit", QStringLiteral("E&xit"));
+    QMenu* settings = menuBar()->addMenu(QStringLiteral("&Settings"));
+    settings->setObjectName(QStringLiteral("mnuSettings"));
+    QAction* ipConfig =
+        addMenuAction(settings, "mnuSettingsIPConfig", QStringLiteral("&IP Restrictions..."));
 
     auto* central = new QWidget(this);
     auto* layout = new QVBoxLayout(central);
@@ -95,6 +101,10 @@ MainWindow::MainWindow(DebugPane& pane, QWidget* parent) : QMainWindow(parent) {
     connect(&pane, &DebugPane::cleared, debug_, &QPlainTextEdit::clear);
 
     connect(start_, &QAction::triggered, this, [this] { server_->serverStart(); });
+    connect(ipConfig, &QAction::triggered, this, [this] {
+        IpConfigDialog form(server_->board(), this);
+        form.exec();
+    });
     connect(stop_, &QAction::triggered, this, [this] { server_->serverStop(); });
     connect(offline_, &QAction::triggered, this, [this] { server_->serverOffline(); });
     connect(reload, &QAction::triggered, this, [this] { server_->reloadConfig(); });
@@ -138,9 +148,23 @@ void MainWindow::buildTray() {
             });
 }
 
-void MainWindow::attach(Server* server, Dialogs* dialogs, NodeTable* nodes) {
+void MainWindow::attach(Server* server, Dialogs* dialogs, NodeTable* nodes,
+                        NodeCommands* commands) {
     server_ = server;
     dialogs_ = dialogs;
+    if (commands) {
+        nodeMenu_ = new NodeMenu(*commands, *dialogs, this);
+        nodeList_->setContextMenuPolicy(Qt::CustomContextMenu);
+        connect(nodeList_, &QListWidget::customContextMenuRequested, this, [this](QPoint at) {
+            // The row under the pointer is the one acted on, whatever was selected before.
+            if (QListWidgetItem* item = nodeList_->itemAt(at))
+                nodeList_->setCurrentItem(item);
+            nodeMenu_->prepare(nodeList_->currentRow() + 1);
+            nodeMenu_->popup(nodeList_->viewport()->mapToGlobal(at));
+        });
+        connect(nodeList_, &QListWidget::itemDoubleClicked, this,
+                [this](QListWidgetItem* item) { nodeMenu_->showNode(nodeList_->row(item) + 1); });
+    }
     if (!nodes)
         return;
     // Rows change one by one, so a caller's progress does not redraw the whole list.

@@ -10,6 +10,8 @@ class QLabel;
 class QListWidget;
 class QPlainTextEdit;
 class QSystemTrayIcon;
+class NodeCommands;
+class NodeMenu;
 class NodeTable;
 class Server;
 
@@ -20,7 +22,8 @@ class MainWindow : public QMainWindow, public ConsoleFace {
   public:
     explicit MainWindow(DebugPane& pane, QWidget* parent = nullptr);
 
-    void attach(Server* server, Dialogs* dialogs, NodeTable* nodes = nullptr);
+    void attach(Server* server, Dialogs* dialogs, NodeTable* nodes = nullptr,
+                NodeCommands* commands = nullptr);
 
     ScreenGeometry geometry() const override;
     QPoint position() const override { return pos(); }
@@ -58,6 +61,7 @@ class MainWindow : public QMainWindow, public ConsoleFace {
     QLabel* yellow_;
     QLabel* info_;
     QListWidget* nodeList_;
+    NodeMenu* nodeMenu_ = nullptr;
     QPlainTextEdit* debug_;
     QSystemTrayIcon* tray_ = nullptr;
 };

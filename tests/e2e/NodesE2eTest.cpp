@@ -352,6 +352,85 @@ TEST_F(NodesE2e, KilledServerLeavesItsCallerOnTheNode) {
     EXPECT_TRUE(caller.waitFor("Goodbye, Survivor. Call again!\r\n")) << caller.seen.toStdString();
 }
 
+TEST_F(NodesE2e, SysopChatsWithBlocksAndBootsTheCallerThroughTheNodesKeys) {
+    ASSERT_NO_FATAL_FAILURE(start());
+    Caller caller;
+    ASSERT_NO_FATAL_FAILURE(logOn(caller, 1, "Chatty"));
+    const QString window = this->window(1).section(QLatin1Char(' '), 0, 0);
+    const auto screen = [&] {
+        return tmux(
+            {QStringLiteral("capture-pane"), QStringLiteral("-p"), QStringLiteral("-t"), window});
+    };
+
+    EXPECT_EQ(sandbox.ctl(QStringLiteral("node 1 chat")),
+              QStringLiteral("(1) Entered Chat With SysOp (Shift+F1)"));
+    ASSERT_TRUE(caller.waitFor("*** The SysOp is here to chat with you. ***"))
+        << caller.seen.toStdString();
+    tmux({QStringLiteral("send-keys"), QStringLiteral("-t"), window, QStringLiteral("-l"),
+          QStringLiteral("Hi from the SysOp")});
+    tmux({QStringLiteral("send-keys"), QStringLiteral("-t"), window, QStringLiteral("Enter")});
+    EXPECT_TRUE(caller.waitFor("Hi from the SysOp\r\n")) << caller.seen.toStdString();
+    ASSERT_TRUE(caller.send("Hello back"));
+    EXPECT_TRUE(waitUntil([&] { return screen().contains(QStringLiteral("Hello back")); }, 5000))
+        << screen().toStdString();
+    tmux({QStringLiteral("send-keys"), QStringLiteral("-t"), window, QStringLiteral("Escape")});
+    EXPECT_TRUE(caller.waitFor("*** The SysOp has left the chat. ***"));
+
+    sandbox.ctl(QStringLiteral("node 1 block"));
+    EXPECT_EQ(sandbox.read(QStringLiteral("KELDTSIP.DAT")), "127.0.0.1      ");
+
+    caller.seen.clear();
+    EXPECT_EQ(sandbox.ctl(QStringLiteral("node 1 boot")),
+              QStringLiteral("(1) User Booted Offline By SysOp (F10)"));
+    EXPECT_TRUE(caller.waitFor("The SysOp has ended your call. Goodbye!\r\n"));
+    EXPECT_FALSE(caller.waitFor("never sent", 5000)) << "the caller is still connected";
+    EXPECT_TRUE(sandbox.waitForOutput(" : Node 1 Disconnected", kFreedWithinMs));
+    EXPECT_TRUE(sandbox.read(QStringLiteral("DATA/BBS.LOG"))
+                    .contains("CH 1 Entered Chat With SysOp (Shift+F1)\r\n"
+                              "CH 1 User Booted Offline By SysOp (F10)\r\n"));
+
+    // Blocked: the next call from here is closed without a word, long after the admission
+    // lock of the last one has run out.
+    const CallResult refused = call(sandbox.port());
+    EXPECT_TRUE(refused.closed);
+    EXPECT_EQ(refused.bytes, QByteArray());
+    EXPECT_TRUE(waitUntil(
+        [&] {
+            return sandbox.logEntries(startedAt)
+                .join(QLatin1Char('\n'))
+                .contains(QStringLiteral(" Connection Refused (Blocked IP) [127.0.0.1]"));
+        },
+        5000));
+}
+
+TEST_F(NodesE2e, LineNoiseDropsACallerAndCloseEndsAHungNode) {
+    ASSERT_NO_FATAL_FAILURE(start());
+    Caller noisy, stuck;
+    ASSERT_NO_FATAL_FAILURE(logOn(noisy, 1, "Noisy"));
+    ASSERT_NO_FATAL_FAILURE(logOn(stuck, 2, "Stuck"));
+
+    noisy.seen.clear();
+    sandbox.ctl(QStringLiteral("node 1 noise"));
+    EXPECT_FALSE(noisy.waitFor("never sent", 5000));
+    EXPECT_GE(noisy.seen.size(), 512);
+    EXPECT_TRUE(rowBecomes(1, waiting(1), kFreedWithinMs));
+
+    // A node that answers nothing any more: only its process tree can go.
+    const QString panePid = this->window(2).section(QLatin1Char(' '), 1, 1);
+    ASSERT_FALSE(panePid.isEmpty());
+    ASSERT_EQ(::kill(panePid.toInt(), SIGSTOP), 0);
+    EXPECT_TRUE(sandbox.ctl(QStringLiteral("node 2 close"))
+                    .endsWith(QStringLiteral("add --yes to go ahead")));
+    EXPECT_TRUE(QDir(QStringLiteral("/proc/") + panePid).exists());
+    EXPECT_EQ(sandbox.ctl(QStringLiteral("node 2 close --yes")), QStringLiteral("(2) Node Closed"));
+    EXPECT_TRUE(waitUntil([&] { return !QDir(QStringLiteral("/proc/") + panePid).exists(); },
+                          kFreedWithinMs));
+    EXPECT_FALSE(stuck.waitFor("never sent", 5000)) << "the caller is still connected";
+    EXPECT_TRUE(nodeFilesGone(2));
+    EXPECT_TRUE(rowBecomes(2, waiting(2)));
+    EXPECT_TRUE(sandbox.logEntries(startedAt).contains(QStringLiteral("(2) Node Closed")));
+}
+
 TEST_F(NodesE2e, ProcessHostRunsTheNodeWithoutTmux) {
     QByteArray ini = sandbox.read(QStringLiteral("KELDTS.INI"));
     ASSERT_TRUE(ini.contains("host=tmux"));
@@ -370,6 +449,8 @@ TEST_F(NodesE2e, ProcessHostRunsTheNodeWithoutTmux) {
     ASSERT_TRUE(title.open(QIODevice::ReadOnly));
     EXPECT_TRUE(title.readAll().contains("\nNode[1] - KELDTS\n"));
 
+    EXPECT_TRUE(
+        sandbox.ctl(QStringLiteral("node 1 chat")).contains(QStringLiteral("cannot take keys")));
     ASSERT_NO_FATAL_FAILURE(expectFreedAfterHangUp(caller, 1));
     EXPECT_FALSE(QDir(QStringLiteral("/proc/") + pid).exists());
     EXPECT_EQ(sandbox.logEntries(startedAt), QStringList({kLoaded, kAccepted, kClosed}));

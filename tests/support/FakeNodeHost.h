@@ -29,7 +29,14 @@ class FakeNodeHost : public NodeHost {
         launches.append(request);
         done(nextStart);
     }
-    bool sendKeys(qint64 handle, const QList<KeyStroke>& keys, QString*) override {
+    bool show(qint64 handle, Show how, QString*) override {
+        shown.append({handle, how});
+        return true;
+    }
+    bool sendKeys(qint64 handle, const QList<KeyStroke>& keys, QString* why) override {
+        *why = keysRefused;
+        if (!keysRefused.isEmpty())
+            return false;
         typed.append({handle, keys});
         return true;
     }
@@ -40,6 +47,8 @@ class FakeNodeHost : public NodeHost {
     QList<Window> open;
     QList<Launch> launches;
     QList<std::pair<qint64, QList<KeyStroke>>> typed;
+    QList<std::pair<qint64, Show>> shown;
+    QString keysRefused; // why sendKeys fails; empty: it succeeds
     Started nextStart{0, 0, QStringLiteral("no start prepared")};
     int windowQueries = 0;
     int singleQueries = 0;

@@ -1,6 +1,7 @@
 #include "server/forms/MainWindow.h"
 #include "data/RecordFile.h"
 #include "server/BoardNodes.h"
+#include "server/NodeCommands.h"
 #include "server/Server.h"
 #include "support/FakeNodeHost.h"
 #include "support/TestBoard.h"
@@ -9,6 +10,7 @@
 #include <QApplication>
 #include <QLabel>
 #include <QListWidget>
+#include <QMenu>
 #include <QPlainTextEdit>
 #include <QSignalSpy>
 
@@ -19,7 +21,7 @@ namespace {
 class MainWindowTest : public ::testing::Test {
   protected:
     void start(const QString& commandLine = {}) {
-        window.attach(&server, &board.dialogs, &nodes.table());
+        window.attach(&server, &board.dialogs, &nodes.table(), &commands);
         ASSERT_TRUE(server.load(commandLine, board.mainDir()));
     }
     template <typename T> T* child(const char* name) {
@@ -52,6 +54,7 @@ class MainWindowTest : public ::testing::Test {
     BoardNodes nodes{*board.board, board.logs, host};
     MainWindow window{board.pane};
     Server server{*board.board, board.logs, board.pane, nodes, window};
+    NodeCommands commands{*board.board, board.logs, nodes.table(), host};
 };
 
 TEST_F(MainWindowTest, RunStatesLightOneLampAndEnableTheOtherCommands) {
@@ -119,6 +122,38 @@ TEST_F(MainWindowTest, ResetWindowSwitchForgetsTheSavedPosition) {
               0);
     EXPECT_FALSE(QFile::exists(board.file(QStringLiteral("KELDTS.DAT"))));
     EXPECT_NE(window.pos(), QPoint(7, 5));
+}
+
+TEST_F(MainWindowTest, NodeListPopupActsOnTheRowUnderThePointer) {
+    start();
+    host.add(NodeTable::windowTitle(2), 42);
+    nodes.table().refreshNodeList();
+    auto* list = child<QListWidget>("lstNodelist");
+    ASSERT_EQ(list->count(), 4);
+    const auto visible = [&] {
+        QStringList names;
+        for (QAction* action : child<QMenu>("mnuNode")->actions())
+            if (action->isVisible() && !action->isSeparator())
+                names << action->objectName();
+        return names;
+    };
+    emit list->customContextMenuRequested(list->visualItemRect(list->item(2)).center());
+    EXPECT_EQ(list->currentRow(), 2);
+    EXPECT_EQ(visible(),
+              QStringList({QStringLiteral("mnuNodeShowAll"), QStringLiteral("mnuNodeHideAll"),
+                           QStringLiteral("mnuNodeReset"), QStringLiteral("mnuNodeResetAll"),
+                           QStringLiteral("mnuNodeBootAll")}));
+    child<QMenu>("mnuNode")->hide();
+
+    emit list->customContextMenuRequested(list->visualItemRect(list->item(1)).center());
+    EXPECT_EQ(visible().size(), 13); // every entry
+    child<QAction>("mnuNodeBoot")->trigger();
+    ASSERT_EQ(host.typed.size(), 1);
+    EXPECT_EQ(host.typed[0].first, 42);
+    child<QMenu>("mnuNode")->hide();
+
+    emit list->itemDoubleClicked(list->item(1));
+    EXPECT_EQ(host.shown.value(0), std::make_pair(qint64(42), NodeHost::Show::Normal));
 }
 
 } // namespace

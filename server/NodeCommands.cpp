@@ -1,0 +1,323 @@
+#include "server/NodeCommands.h"
+
+#include "console/BoardLogs.h"
+#include "data/Board.h"
+#include "platform/ProcessTree.h"
+#include "platform/SendKeys.h"
+#include "server/IpFilter.h"
+#include "server/NodeTable.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QHash>
+
+namespace {
+
+// Where the error reports send the sysop.
+const QString kSupport = QStringLiteral("your KELDTS supplier");
+
+struct Keystrokes {
+    const char* keys;
+    const char* bbsLog;
+    const char* eventLog;
+};
+
+Keystrokes keystrokesOf(NodeCommands::Command command) {
+    switch (command) {
+    case NodeCommands::Command::Chat:
+        return {"+{F1}", "CH %1 Entered Chat With SysOp (Shift+F1)",
+                "(%1) Entered Chat With SysOp (Shift+F1)"};
+    case NodeCommands::Command::LineNoise:
+        return {"+{F10}", "CH %1 User Booted Offline By SysOp (Shift+F10)",
+                "(%1) User Booted Offline By SysOp (Shift+F10)"};
+    default:
+        return {"{F10}", "CH %1 User Booted Offline By SysOp (F10)",
+                "(%1) User Booted Offline By SysOp (F10)"};
+    }
+}
+
+QString question(std::initializer_list<const char*> lines) {
+    QStringList text;
+    for (const char* line : lines)
+        text << QString::fromLatin1(line);
+    return text.join(QLatin1Char('\n'));
+}
+
+const char* const kSomeoneOnNode = "KELDTS detects that a user might currently be using this node.";
+const char* const kCheckNode = "Please be sure no user is using this node before continuing!";
+const char* const kLoginAgain = "If you reset a node while a user is using it, the user will have "
+                                "to login again to continue using the BBS.";
+const char* const kProceed = "Do you want to proceed?";
+
+// Answers for a command line: Yes to everything with --yes; otherwise No, remembering that a
+// question stood in the way.
+class CommandLineAnswers final : public Dialogs {
+  public:
+    explicit CommandLineAnswers(bool yes) : yes_(yes) {}
+    void message(const QString&, const QString&, MessageIcon) override {}
+    bool askYesNo(const QString&, const QString&, bool) override {
+        refused_ = refused_ || !yes_;
+        return yes_;
+    }
+    bool refused() const { return refused_; }
+
+  private:
+    bool yes_;
+    bool refused_ = false;
+};
+
+} // namespace
+
+NodeCommands::NodeCommands(Board& board, BoardLogs& logs, NodeTable& table, NodeHost& host)
+    : board_(board), logs_(logs), table_(table), host_(host) {}
+
+QString NodeCommands::time() const {
+    return logs_.paneTime();
+}
+
+QStringList NodeCommands::popupEntries(int node) {
+    QStringList entries{QStringLiteral("mnuNodeReset"), QStringLiteral("mnuNodeResetAll")};
+    if (table_.isNodeInUse(0))
+        entries << QStringLiteral("mnuNodeShowAll") << QStringLiteral("mnuNodeHideAll")
+                << QStringLiteral("mnuNodeBootAll") << QStringLiteral("mnuNodeSeperator0")
+                << QStringLiteral("mnuNodeSeperator1");
+    if (node >= 1 && table_.isNodeInUse(node) && board_.mainConfig.i16("sysfkey") == 0) {
+        entries << QStringLiteral("mnuNodeShow") << QStringLiteral("mnuNodeHide")
+                << QStringLiteral("mnuNodeSeperator") << QStringLiteral("mnuNodeClose")
+                << QStringLiteral("mnuNodeSeperator1") << QStringLiteral("mnuNodeEdit")
+                << QStringLiteral("mnuNodeChat") << QStringLiteral("mnuNodeBoot")
+                << QStringLiteral("mnuNodeLineNoise");
+        if (board_.serverConfig.i16("ipfiltermode") == 0)
+            entries << QStringLiteral("mnuNodeSeperator2") << QStringLiteral("mnuNodeBlockIp");
+    }
+    entries.removeDuplicates();
+    return entries;
+}
+
+QString NodeCommands::run(Command command, int node, Dialogs& answers) {
+    switch (command) {
+    case Command::Show:
+        return showNode(node, NodeHost::Show::Normal);
+    case Command::Hide:
+        return showNode(node, NodeHost::Show::Hidden);
+    case Command::ShowAll:
+        return showAllNodes(NodeHost::Show::Minimized);
+    case Command::HideAll:
+        return showAllNodes(NodeHost::Show::Hidden);
+    case Command::Chat:
+    case Command::Boot:
+    case Command::LineNoise:
+        return typeKeys(command, node);
+    case Command::BootAll:
+        return bootAll();
+    case Command::Edit:
+        // The user editor comes with the user accounts; until then there is nothing to open.
+        return QStringLiteral("there is no user editor yet");
+    case Command::Close:
+        return closeNode(node, answers);
+    case Command::Reset:
+        return resetNode(node, answers);
+    case Command::ResetAll:
+        return resetAllNodes(answers);
+    case Command::BlockIp:
+        blockNodeCaller(board_, node);
+        return QStringLiteral("node %1: caller's address handled, see the log").arg(node);
+    }
+    return {};
+}
+
+void NodeCommands::reportTrap(const QString& head, const QStringList& details,
+                              const QString& logText) {
+    logs_.writeDebugPane(
+        QStringLiteral("Error: %1. Send this information to %2:").arg(head, kSupport));
+    for (const QString& line : details)
+        logs_.writeDebugPane(line);
+    logs_.writeDebugPane(QStringLiteral("---Done."));
+    logs_.writeEventLog(logText);
+}
+
+QString NodeCommands::showNode(int node, NodeHost::Show how) {
+    const qint64 window = table_.getNodeWindow(node);
+    if (window == 0)
+        return QStringLiteral("node %1 has no window").arg(node);
+    QString note;
+    if (!host_.show(window, how, &note)) {
+        const bool showing = how == NodeHost::Show::Normal;
+        reportTrap(
+            showing ? QStringLiteral("Error Showing Current Node")
+                    : QStringLiteral("Error Hiding Current Node"),
+            {QStringLiteral("Node: %1").arg(node), QStringLiteral("Handle: %1").arg(window), note},
+            (showing ? QStringLiteral("Error Showing Node %1")
+                     : QStringLiteral("Error Hiding Node %1"))
+                .arg(node));
+        return QStringLiteral("node %1: %2").arg(node).arg(note);
+    }
+    if (!note.isEmpty())
+        logs_.writeDebugPane(QStringLiteral("%1 : Node %2 - %3").arg(time()).arg(node).arg(note));
+    return QStringLiteral("node %1: %2")
+        .arg(node)
+        .arg(note.isEmpty() ? QStringLiteral("hidden") : note);
+}
+
+QString NodeCommands::showAllNodes(NodeHost::Show how) {
+    const auto [first, last] = table_.telnetNodes();
+    int done = 0;
+    for (int node = first; node <= last; ++node) {
+        const qint64 window = table_.getNodeWindow(node);
+        if (window == 0)
+            continue;
+        QString note;
+        if (!host_.show(window, how, &note)) {
+            const bool showing = how != NodeHost::Show::Hidden;
+            reportTrap(showing ? QStringLiteral("Error Showing ALL Nodes")
+                               : QStringLiteral("Error Hiding ALL Nodes"),
+                       {QStringLiteral("Handle: %1").arg(window),
+                        QStringLiteral("Node: %1").arg(node), note},
+                       showing ? QStringLiteral("Error Showing ALL Nodes")
+                               : QStringLiteral("Error Hiding ALL Nodes"));
+            return QStringLiteral("node %1: %2").arg(node).arg(note);
+        }
+        ++done;
+    }
+    return QStringLiteral("%1 node windows").arg(done);
+}
+
+QString NodeCommands::typeKeys(Command command, int node) {
+    const Keystrokes what = keystrokesOf(command);
+    const qint64 window = table_.getNodeWindow(node);
+    if (window == 0)
+        return QStringLiteral("node %1 has no window").arg(node);
+    // The chat needs the sysop at the node's console; booting does not.
+    QString note;
+    if (command == Command::Chat && host_.show(window, NodeHost::Show::Normal, &note) &&
+        !note.isEmpty())
+        logs_.writeDebugPane(QStringLiteral("%1 : Node %2 - %3").arg(time()).arg(node).arg(note));
+    QString why;
+    if (!host_.sendKeys(window, parseSendKeys(QString::fromLatin1(what.keys)), &why)) {
+        logs_.writeDebugPane(
+            QStringLiteral("%1 : Node %2 cannot take keys: %3").arg(time()).arg(node).arg(why));
+        return QStringLiteral("node %1 cannot take keys: %2").arg(node).arg(why);
+    }
+    return logBoth(QString::fromLatin1(what.bbsLog).arg(node),
+                   QString::fromLatin1(what.eventLog).arg(node));
+}
+
+QString NodeCommands::logBoth(const QString& bbsLine, const QString& eventLine) {
+    if (!logs_.writeBbsLog(bbsLine))
+        logs_.reportError(QStringLiteral("Error While Writing To BBS.LOG"));
+    logs_.writeEventLog(eventLine);
+    return eventLine;
+}
+
+QString NodeCommands::bootAll() {
+    const QList<KeyStroke> f10 = parseSendKeys(QStringLiteral("{F10}"));
+    for (int node = 1; node <= table_.maxChannel(); ++node) {
+        const qint64 window = table_.getNodeWindow(node);
+        QString why;
+        if (window != 0 && !host_.sendKeys(window, f10, &why))
+            logs_.writeDebugPane(
+                QStringLiteral("%1 : Node %2 cannot take keys: %3").arg(time()).arg(node).arg(why));
+        QCoreApplication::processEvents();
+    }
+    return logBoth(QStringLiteral("CH x All Users Booted Offline By SysOp"),
+                   QStringLiteral("(*) All Users Booted Offline By SysOp"));
+}
+
+QString NodeCommands::closeNode(int node, Dialogs& answers) {
+    if (table_.isNodeInUse(node) &&
+        !answers.askYesNo(QStringLiteral("KELDTS - Close Node %1").arg(node),
+                          question({kSomeoneOnNode,
+                                    "This action will close the node window and disconnect the "
+                                    "user.",
+                                    kCheckNode, kProceed}),
+                          false))
+        return QStringLiteral("node %1 left alone").arg(node);
+    if (!killProcessTree(table_.getNodeProcessId(node), false)) {
+        logs_.writeDebugPane(QStringLiteral("%1 : Node %2 Closing Failed").arg(time()).arg(node));
+        logs_.writeEventLog(QStringLiteral("(%1) Node Closing Failure").arg(node));
+        return QStringLiteral("(%1) Node Closing Failure").arg(node);
+    }
+    table_.resetNodeRecord(node);
+    table_.deleteNodeFiles(node);
+    table_.refreshNodeList();
+    const QString batch = board_.filePath("main", QStringLiteral("KTSN%1.BAT").arg(node));
+    if (QFile::exists(batch) && !QFile::remove(batch))
+        reportTrap(QStringLiteral("Error Closing Node"),
+                   {QStringLiteral("Infile: ") + table_.stateFilePath(node),
+                    QStringLiteral("Handle: %1").arg(table_.getNodeWindow(node))},
+                   QStringLiteral("Error Resetting Node %1").arg(node));
+    logs_.writeDebugPane(QStringLiteral("%1 : Node %2 Closed").arg(time()).arg(node));
+    logs_.writeEventLog(QStringLiteral("(%1) Node Closed").arg(node));
+    return QStringLiteral("(%1) Node Closed").arg(node);
+}
+
+QString NodeCommands::resetNode(int node, Dialogs& answers) {
+    if (table_.isNodeInUse(node) &&
+        !answers.askYesNo(QStringLiteral("KELDTS - Reset Node %1").arg(node),
+                          question({kSomeoneOnNode, kLoginAgain, kCheckNode, kProceed}), false))
+        return QStringLiteral("node %1 left alone").arg(node);
+    table_.resetNodeRecord(node);
+    table_.deleteNodeFiles(node);
+    table_.refreshNodeList();
+    logs_.writeDebugPane(QStringLiteral("%1 : Node %2 Reset").arg(time()).arg(node));
+    logs_.writeEventLog(QStringLiteral("(%1) Node Reset").arg(node));
+    return QStringLiteral("(%1) Node Reset").arg(node);
+}
+
+QString NodeCommands::resetAllNodes(Dialogs& answers) {
+    if (table_.isNodeInUse(0) &&
+        !answers.askYesNo(
+            QStringLiteral("KELDTS - Reset All Nodes"),
+            question({"KELDTS detects that users might currently be using the BBS.", kLoginAgain,
+                      "Please be sure that no users are currently online before continuing!",
+                      kProceed}),
+            false))
+        return QStringLiteral("nodes left alone");
+    for (int node = 1; node <= table_.maxChannel(); ++node) {
+        table_.resetNodeRecord(node);
+        table_.deleteNodeFiles(node);
+        QCoreApplication::processEvents();
+    }
+    table_.refreshNodeList();
+    logs_.writeDebugPane(QStringLiteral("%1 : ALL Nodes Reset").arg(time()));
+    logs_.writeEventLog(QStringLiteral("(*) ALL Nodes Reset"));
+    return QStringLiteral("(*) ALL Nodes Reset");
+}
+
+std::optional<QString> NodeCommands::control(const QStringList& request) {
+    QStringList words = request;
+    const bool yes = words.removeAll(QStringLiteral("--yes")) > 0;
+    CommandLineAnswers answers(yes);
+    std::optional<Command> command;
+    int node = 0;
+    if (words.size() == 1 && words[0] == QLatin1String("reset-all"))
+        command = Command::ResetAll;
+    else if (words.size() == 1 && words[0] == QLatin1String("boot-all"))
+        command = Command::BootAll;
+    else if (words.size() == 3 && words[0] == QLatin1String("node")) {
+        static const QHash<QString, Command> byWord{{QStringLiteral("show"), Command::Show},
+                                                    {QStringLiteral("hide"), Command::Hide},
+                                                    {QStringLiteral("chat"), Command::Chat},
+                                                    {QStringLiteral("boot"), Command::Boot},
+                                                    {QStringLiteral("noise"), Command::LineNoise},
+                                                    {QStringLiteral("close"), Command::Close},
+                                                    {QStringLiteral("reset"), Command::Reset},
+                                                    {QStringLiteral("block"), Command::BlockIp}};
+        bool ok = false;
+        node = words[1].toInt(&ok);
+        if (!ok || node < 1 || node > table_.maxChannel())
+            return QStringLiteral("unknown node: %1").arg(words[1]);
+        if (!byWord.contains(words[2]))
+            return QStringLiteral("unknown node command: %1").arg(words[2]);
+        command = byWord.value(words[2]);
+    } else if (words.value(0) == QLatin1String("node")) {
+        return QStringLiteral("unknown command: usage: node N "
+                              "show|hide|chat|boot|noise|close|reset|block [--yes]");
+    }
+    if (!command)
+        return std::nullopt;
+    const QString result = run(*command, node, answers);
+    if (answers.refused())
+        return result + QStringLiteral(": a caller may be on it; add --yes to go ahead");
+    return result;
+}

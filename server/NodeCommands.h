@@ -1,0 +1,65 @@
+#pragma once
+
+#include "platform/NodeHost.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+
+class Board;
+class BoardLogs;
+class Dialogs;
+class NodeTable;
+
+// What the sysop does to nodes from the node list's popup or `keldts ctl node`: look at their
+// consoles, talk to and boot callers with the BBS's own function keys, close or reset nodes, and
+// block a caller's address. The BBS has no control channel; keys typed into its console are
+// the only way to reach it.
+class NodeCommands {
+  public:
+    enum class Command {
+        Show,
+        Hide,
+        ShowAll,
+        HideAll,
+        Chat,
+        Boot,
+        LineNoise,
+        BootAll,
+        Edit,
+        Close,
+        Reset,
+        ResetAll,
+        BlockIp,
+    };
+
+    NodeCommands(Board& board, BoardLogs& logs, NodeTable& table, NodeHost& host);
+
+    // The object names of the popup's entries offered for `node` (0: no row under the pointer).
+    QStringList popupEntries(int node);
+    // Runs `command` on `node`; questions go to `answers`. Returns what came of it in a line.
+    QString run(Command command, int node, Dialogs& answers);
+    // A `keldts ctl` request: "node N show|hide|chat|boot|noise|close|reset|block" or
+    // "reset-all|boot-all", each optionally with "--yes" to answer the questions. Nothing when
+    // the words are not a node command.
+    std::optional<QString> control(const QStringList& words);
+
+  private:
+    QString showNode(int node, NodeHost::Show how);
+    QString showAllNodes(NodeHost::Show how);
+    QString typeKeys(Command command, int node);
+    QString bootAll();
+    QString closeNode(int node, Dialogs& answers);
+    QString resetNode(int node, Dialogs& answers);
+    QString resetAllNodes(Dialogs& answers);
+    // Writes the keystroke command's lines to BBS.LOG and the event log; returns the latter.
+    QString logBoth(const QString& bbsLine, const QString& eventLine);
+    void reportTrap(const QString& head, const QStringList& details, const QString& logText);
+    QString time() const;
+
+    Board& board_;
+    BoardLogs& logs_;
+    NodeTable& table_;
+    NodeHost& host_;
+};

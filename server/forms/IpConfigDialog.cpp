@@ -1,0 +1,213 @@
+#include "server/forms/IpConfigDialog.h"
+
+#include "data/Board.h"
+#include "data/SystemConfig.h"
+#include "server/IpList.h"
+
+#include <QGridLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPushButton>
+#include <QRadioButton>
+
+#include <algorithm>
+
+namespace {
+
+// The keys of the four address boxes. A digit goes in, and the third one finishes the box;
+// "." finishes it without going in; "*" makes the part a wildcard and finishes it; Backspace
+// in an empty box goes back to the one before. Any other character is dropped, pasting too.
+// Keys that type nothing (arrows, Delete, Tab, Enter, Escape) keep their usual meaning.
+class AddressKeys : public QObject {
+  public:
+    AddressKeys(const std::array<QLineEdit*, 4>& boxes, QWidget* after, QObject* parent)
+        : QObject(parent), boxes_(boxes), after_(after) {
+        for (QLineEdit* box : boxes_) {
+            box->installEventFilter(this);
+            box->setContextMenuPolicy(Qt::NoContextMenu);
+        }
+    }
+
+  protected:
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (event->type() != QEvent::KeyPress)
+            return false;
+        const auto found = std::find(boxes_.begin(), boxes_.end(), watched);
+        if (found == boxes_.end())
+            return false;
+        const auto index = found - boxes_.begin();
+        QLineEdit* box = *found;
+        const auto* key = static_cast<QKeyEvent*>(event);
+        if (key->matches(QKeySequence::Paste))
+            return true;
+        if (key->key() == Qt::Key_Backspace) {
+            if (index == 0 || !box->text().isEmpty())
+                return false;
+            boxes_[index - 1]->setFocus();
+            return true;
+        }
+        const QString typed = key->text();
+        if (typed.size() != 1 || !typed.at(0).isPrint())
+            return false;
+        const char16_t c = typed.at(0).unicode();
+        if (c >= u'0' && c <= u'9') {
+            box->insert(typed);
+            if (box->text().size() >= 3)
+                moveOn(index);
+        } else if (c == u'.') {
+            moveOn(index);
+        } else if (c == u'*') {
+            box->setText(typed);
+            moveOn(index);
+        }
+        return true;
+    }
+
+  private:
+    void moveOn(qsizetype index) {
+        QWidget* next = index + 1 < qsizetype(boxes_.size()) ? boxes_[index + 1] : after_;
+        next->setFocus();
+    }
+
+    std::array<QLineEdit*, 4> boxes_;
+    QWidget* after_;
+};
+
+QPushButton* button(const char* name, const QString& text, QWidget* parent) {
+    auto* b = new QPushButton(text, parent);
+    b->setObjectName(QLatin1String(name));
+    return b;
+}
+
+} // namespace
+
+IpConfigDialog::IpConfigDialog(Board& board, QWidget* parent) : QDialog(parent), board_(board) {
+    setObjectName(QStringLiteral("frmIpConfig"));
+    setWindowTitle(QStringLiteral("KELDTS - IP Restrictions"));
+    setModal(true);
+
+    // Created in tab order: an address is typed and added without leaving the keyboard.
+    auto* entry = new QHBoxLayout;
+    entry->setSpacing(2);
+    for (int i = 0; i < 4; ++i) {
+        auto* box = new QLineEdit(this);
+        box->setObjectName(QStringLiteral("txtIp%1").arg(i + 1));
+        // Three characters a part keep the longest entry inside the 15-byte record.
+        box->setMaxLength(3);
+        box->setAlignment(Qt::AlignCenter);
+        box->setFixedWidth(box->fontMetrics().horizontalAdvance(QStringLiteral("00000")) + 12);
+        parts_[std::size_t(i)] = box;
+        if (i > 0)
+            entry->addWidget(new QLabel(QStringLiteral("."), this));
+        entry->addWidget(box);
+    }
+    entry->addStretch();
+    add_ = button("cmdAdd", QStringLiteral("&Add"), this);
+    add_->setDefault(true);
+    list_ = new QListWidget(this);
+    list_->setObjectName(QStringLiteral("lstIp"));
+    list_->setMinimumHeight(list_->fontMetrics().lineSpacing() * 10);
+    list_->setMinimumWidth(
+        list_->fontMetrics().horizontalAdvance(QStringLiteral("000.000.000.000")) + 40);
+    QPushButton* remove = button("cmdDelete", QStringLiteral("&Remove"), this);
+
+    auto* mode = new QGroupBox(QStringLiteral("Mode"), this);
+    auto* modeLayout = new QGridLayout(mode);
+    auto* allow = new QRadioButton(QStringLiteral("Allow"), mode);
+    allow->setObjectName(QStringLiteral("optAllowBlock_0"));
+    auto* block = new QRadioButton(QStringLiteral("Block"), mode);
+    block->setObjectName(QStringLiteral("optAllowBlock_1"));
+    modeLayout->addWidget(allow, 0, 0);
+    modeLayout->addWidget(
+        new QLabel(QStringLiteral("Only allow the IP's listed to connect."), mode), 0, 1);
+    modeLayout->addWidget(block, 1, 0);
+    modeLayout->addWidget(
+        new QLabel(QStringLiteral("Block the listed IP's from connecting."), mode), 1, 1);
+    modeLayout->setColumnStretch(1, 1);
+    QPushButton* close = button("cmdCancel", QStringLiteral("&Close"), this);
+
+    auto* grid = new QGridLayout(this);
+    grid->addWidget(new QLabel(QStringLiteral("Listed IP's:"), this), 0, 0);
+    grid->addWidget(list_, 1, 0);
+    auto* listButtons = new QVBoxLayout;
+    listButtons->addWidget(remove);
+    listButtons->addStretch();
+    grid->addLayout(listButtons, 1, 1);
+    grid->addLayout(entry, 2, 0);
+    grid->addWidget(add_, 2, 1);
+    grid->addWidget(mode, 3, 0, 1, 2);
+    auto* bottom = new QHBoxLayout;
+    bottom->addStretch();
+    bottom->addWidget(close);
+    grid->addLayout(bottom, 4, 0, 1, 2);
+    grid->setRowStretch(1, 1);
+
+    new AddressKeys(parts_, add_, this);
+
+    // Set before the handlers are connected: opening the form must not save the settings.
+    (board_.serverConfig.i16("ipfiltermode") != 0 ? allow : block)->setChecked(true);
+    connect(allow, &QRadioButton::clicked, this, [this] { setMode(1); });
+    connect(block, &QRadioButton::clicked, this, [this] { setMode(0); });
+    connect(add_, &QPushButton::clicked, this, &IpConfigDialog::addEntry);
+    connect(remove, &QPushButton::clicked, this, &IpConfigDialog::removeEntry);
+    connect(close, &QPushButton::clicked, this, &QDialog::reject);
+
+    fillList(0);
+    parts_[0]->setFocus();
+}
+
+void IpConfigDialog::done(int result) {
+    QString error;
+    if (!iplist::dropIfEmpty(board_, &error))
+        board_.logs.reportError(error);
+    QDialog::done(result);
+}
+
+void IpConfigDialog::fillList(int row) {
+    list_->clear();
+    QStringList entries;
+    QString error;
+    if (!iplist::read(board_, &entries, &error))
+        board_.logs.reportError(error);
+    list_->addItems(entries);
+    if (list_->count() > 0)
+        list_->setCurrentRow(std::min(row, list_->count() - 1));
+}
+
+void IpConfigDialog::addEntry() {
+    std::array<QString, 4> parts;
+    for (std::size_t i = 0; i < parts.size(); ++i)
+        parts[i] = parts_[i]->text();
+    const QString entry = iplist::entryFromParts(parts);
+    if (entry.isEmpty())
+        return;
+    QString error;
+    if (!iplist::add(board_, entry, &error)) {
+        board_.logs.reportError(error);
+        return;
+    }
+    list_->addItem(entry);
+    for (QLineEdit* box : parts_)
+        box->clear();
+    parts_[0]->setFocus();
+}
+
+void IpConfigDialog::removeEntry() {
+    const QListWidgetItem* item = list_->currentItem();
+    if (!item || !item->isSelected())
+        return;
+    const int row = list_->currentRow();
+    QString error;
+    if (!iplist::remove(board_, row, &error))
+        board_.logs.reportError(error);
+    fillList(row);
+}
+
+void IpConfigDialog::setMode(qint16 mode) {
+    board_.serverConfig.setI16("ipfiltermode", mode);
+    saveServerConfig(board_);
+}

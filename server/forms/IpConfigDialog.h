@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QDialog>
+
+#include <array>
+
+class Board;
+class QLineEdit;
+class QListWidget;
+class QPushButton;
+class QRadioButton;
+
+// frmIpConfig: the list of caller addresses the server blocks or, in the other mode, is the
+// only one it lets in. The address is typed into four boxes, one part each.
+class IpConfigDialog : public QDialog {
+    Q_OBJECT
+  public:
+    explicit IpConfigDialog(Board& board, QWidget* parent = nullptr);
+
+    // Every way of closing (Close, Escape, the window's own button) comes through here.
+    void done(int result) override;
+
+  private:
+    void fillList(int row);
+    void addEntry();
+    void removeEntry();
+    void setMode(qint16 mode);
+
+    Board& board_;
+    QListWidget* list_;
+    std::array<QLineEdit*, 4> parts_;
+    QPushButton* add_;
+};
