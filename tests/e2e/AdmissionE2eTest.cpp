@@ -78,6 +78,28 @@ TEST_F(AdmissionE2e, BusyBoardAnswersOneCallerASecondAndLogsEachRefusal) {
         << sandbox.serverOutput().toStdString();
 }
 
+TEST_F(AdmissionE2e, IpFilterSeesIpv4CallersAsDottedAndNativeIpv6AsText) {
+    // Every IPv4 address blocked: an IPv6 caller matches no four-part record and comes in.
+    sandbox.write(QStringLiteral("KELDTSIP.DAT"), "*.*.*.*        ");
+    ASSERT_NO_FATAL_FAILURE(start());
+    const CallResult v6 = callUntilAnswered(sandbox.port(), 15000, "::1");
+    ASSERT_TRUE(v6.connected) << "no IPv6 loopback here";
+    EXPECT_EQ(v6.bytes, busyText());
+    // The listener takes IPv4 on the same socket, as a mapped address shown in dotted form.
+    // Calls inside the admission lock's second leave no trace, so call until one is judged.
+    const QString blocked = QStringLiteral("(0) Connection Refused (Blocked IP) [127.0.0.1]");
+    EXPECT_TRUE(waitUntil(
+        [&] {
+            const CallResult v4 = call(sandbox.port());
+            return v4.bytes.isEmpty() && sandbox.logEntries(startedAt).contains(blocked);
+        },
+        5000));
+    EXPECT_EQ(
+        sandbox.logEntries(startedAt),
+        QStringList({kLoaded, QStringLiteral("(0) Connection Refused (No Available Node) [::1]"),
+                     blocked}));
+}
+
 TEST_F(AdmissionE2e, OfflineComesBeforeNetTimeAndNetOnlyTextIsSentAsItStands) {
     const QTime now = QTime::currentTime();
     // The window must lie inside today and must not start at 00:00, which switches it off.

@@ -83,16 +83,27 @@ quint16 freePort() {
     return port;
 }
 
-CallResult call(quint16 port, const QByteArray& payload, int timeoutMs) {
+CallResult call(quint16 port, const QByteArray& payload, int timeoutMs, const char* address) {
     CallResult result;
-    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_storage peer{};
+    socklen_t length = 0;
+    auto* v4 = reinterpret_cast<sockaddr_in*>(&peer);
+    auto* v6 = reinterpret_cast<sockaddr_in6*>(&peer);
+    if (::inet_pton(AF_INET, address, &v4->sin_addr) == 1) {
+        v4->sin_family = AF_INET;
+        v4->sin_port = htons(port);
+        length = sizeof *v4;
+    } else if (::inet_pton(AF_INET6, address, &v6->sin6_addr) == 1) {
+        v6->sin6_family = AF_INET6;
+        v6->sin6_port = htons(port);
+        length = sizeof *v6;
+    } else {
+        return result;
+    }
+    const int fd = ::socket(peer.ss_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (fd < 0)
         return result;
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
+    if (::connect(fd, reinterpret_cast<sockaddr*>(&peer), length) != 0) {
         ::close(fd);
         return result;
     }
@@ -122,11 +133,11 @@ CallResult call(quint16 port, const QByteArray& payload, int timeoutMs) {
     return result;
 }
 
-CallResult callUntilAnswered(quint16 port, int timeoutMs) {
+CallResult callUntilAnswered(quint16 port, int timeoutMs, const char* address) {
     const auto deadline = deadlineAfter(timeoutMs);
     CallResult result;
     do {
-        result = call(port, {}, std::max(msLeft(deadline), 1));
+        result = call(port, {}, std::max(msLeft(deadline), 1), address);
         if (!result.bytes.isEmpty() || (result.connected && !result.closed))
             return result;
         pause(50);

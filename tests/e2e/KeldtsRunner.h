@@ -79,11 +79,14 @@ class KeldtsSandbox {
 // A TCP port that nothing listens on right now.
 quint16 freePort();
 
-// One call on 127.0.0.1: connect, send `payload`, read until the server closes.
-CallResult call(quint16 port, const QByteArray& payload = {}, int timeoutMs = 15000);
+// One call to `address` (IPv4 or IPv6 text): connect, send `payload`, read until the server
+// closes.
+CallResult call(quint16 port, const QByteArray& payload = {}, int timeoutMs = 15000,
+                const char* address = "127.0.0.1");
 // Calls until the server says something: a call made while the admission lock is held, or
 // before the listener is up, is closed without a word and is simply tried again.
-CallResult callUntilAnswered(quint16 port, int timeoutMs = 15000);
+CallResult callUntilAnswered(quint16 port, int timeoutMs = 15000,
+                             const char* address = "127.0.0.1");
 
 // Runs the system telnet client against the port, again while the server closes without a
 // word, and returns what telnet printed of the server's words (after its "Escape character"
