@@ -18,6 +18,7 @@ namespace {
 
 const QString kSession = QStringLiteral("KELDTS");
 const QString kSessionTarget = QStringLiteral("=KELDTS");
+const QString kPlaceholder = QStringLiteral("placeholder");
 const QString kWindowFormat = QStringLiteral("#{window_id} #{pane_pid} #{window_name}");
 constexpr int kStartTimeoutMs = 5000;
 constexpr int kListTimeoutMs = 1000;
@@ -63,6 +64,15 @@ TmuxNodeHost::TmuxNodeHost(const QString& runtimeDirectory, const QString& mainD
 TmuxNodeHost::~TmuxNodeHost() {
     for (Pending* pending : std::as_const(pending_))
         delete pending;
+    // Node windows keep the tmux server for the next start to adopt; with the placeholder alone
+    // nothing is worth leaving a process behind for.
+    QByteArray names;
+    const bool listed =
+        runTmux({QStringLiteral("list-windows"), QStringLiteral("-t"), kSessionTarget,
+                 QStringLiteral("-F"), QStringLiteral("#{window_name}")},
+                &names, kListTimeoutMs);
+    if (listed && names.trimmed() == kPlaceholder.toUtf8())
+        runTmux({QStringLiteral("kill-server")}, &names, kListTimeoutMs);
     if (control_) {
         // Closing its input detaches the control client; the nodes stay.
         control_->closeWriteChannel();
@@ -131,7 +141,7 @@ QStringList TmuxNodeHost::sessionSetup() const {
             QStringLiteral("-s"),          kSession,
             QStringLiteral("-x"),          QStringLiteral("80"),
             QStringLiteral("-y"),          QStringLiteral("25"),
-            QStringLiteral("-n"),          QStringLiteral("placeholder"),
+            QStringLiteral("-n"),          kPlaceholder,
             QStringLiteral("--"),          QStringLiteral("sleep"),
             QStringLiteral("infinity")};
 }
