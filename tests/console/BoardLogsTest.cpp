@@ -15,8 +15,8 @@ const QByteArray kHeader = "KELDTS Event Log\r\n" + QByteArray(79, '-') +
 class BoardLogsTest : public ::testing::Test {
   protected:
     void SetUp() override { ASSERT_FALSE(loadSystemConfig(*t.board).fatal); }
-    QByteArray log() const { return t.read(QStringLiteral("KELDTS.LOG")); }
-    QByteArray old() const { return t.read(QStringLiteral("KELDTS.OLD")); }
+    QByteArray log() const { return t.read("KELDTS.LOG"); }
+    QByteArray old() const { return t.read("KELDTS.OLD"); }
     void setLimit(qint32 bytes) { t.board->serverConfig.setI32("maxlogsize", bytes); }
 
     TestBoard t;
@@ -31,20 +31,20 @@ TEST_F(BoardLogsTest, EventLogHasItsHeaderAndOneStampedEntryALine) {
     EXPECT_TRUE(t.pane.lines().isEmpty());
 
     // A log that exists, even empty, gets no second header.
-    t.write(QStringLiteral("KELDTS.LOG"), {});
+    t.write("KELDTS.LOG", {});
     t.logs.writeEventLog(QStringLiteral("x"));
     EXPECT_EQ(log(), "Tue 2026-12-01 09:05:07  x\r\n");
 }
 
 TEST_F(BoardLogsTest, RotatesOnlyOnceTheLogIsLargerThanTheLimit) {
     const QByteArray entry = "Sat 2026-03-14 12:00:00  0123456789\r\n"; // 37 bytes
-    t.write(QStringLiteral("KELDTS.OLD"), "previous generation");
-    t.write(QStringLiteral("KELDTS.LOG"), QByteArray(1024 - entry.size(), 'a'));
+    t.write("KELDTS.OLD", "previous generation");
+    t.write("KELDTS.LOG", QByteArray(1024 - entry.size(), 'a'));
     setLimit(1024);
     t.logs.writeEventLog(QStringLiteral("0123456789")); // now exactly at the limit: kept
     ASSERT_EQ(log().size(), 1024);
     EXPECT_EQ(old(), "previous generation");
-    t.write(QStringLiteral("KELDTS.LOG"), log() + "b");
+    t.write("KELDTS.LOG", log() + "b");
     const QByteArray before = log();
     t.logs.writeEventLog(QStringLiteral("0123456789"));
     EXPECT_EQ(old(), before);
@@ -53,27 +53,23 @@ TEST_F(BoardLogsTest, RotatesOnlyOnceTheLogIsLargerThanTheLimit) {
     // With no limit the log grows and the old copy stays as it is.
     for (const qint32 limit : {0, -1}) {
         setLimit(limit);
-        t.write(QStringLiteral("KELDTS.LOG"), QByteArray(5000, 'a'));
+        t.write("KELDTS.LOG", QByteArray(5000, 'a'));
         t.logs.writeEventLog(QStringLiteral("0123456789"));
         EXPECT_EQ(log(), QByteArray(5000, 'a') + entry);
         EXPECT_EQ(old(), before);
     }
 }
 
-TEST_F(BoardLogsTest, FailuresAreReportedOnceAndTheBoardLogHasNoHeader) {
+// A failed event log write, reported once on the pane, is seen end to end.
+TEST_F(BoardLogsTest, TheBoardLogHasNoHeaderAndItsFailureIsTheCallersToReport) {
     EXPECT_TRUE(t.logs.writeBbsLog(QStringLiteral("CH 1 line")));
     EXPECT_TRUE(t.logs.writeBbsLog(QStringLiteral("CH 2 line")));
-    EXPECT_EQ(t.read(QStringLiteral("DATA/BBS.LOG")), "CH 1 line\r\nCH 2 line\r\n");
+    EXPECT_EQ(t.read("DATA/BBS.LOG"), "CH 1 line\r\nCH 2 line\r\n");
 
-    ASSERT_TRUE(QDir(t.file(QStringLiteral("DATA"))).removeRecursively());
+    ASSERT_TRUE(QDir(t.file("DATA")).removeRecursively());
     EXPECT_FALSE(t.logs.writeBbsLog(QStringLiteral("CH 1 lost")));
 
-    ASSERT_TRUE(QDir().mkdir(t.file(QStringLiteral("KELDTS.LOG"))));
-    t.logs.writeEventLog(QStringLiteral("lost"));
-    t.logs.writeEventLog(QStringLiteral("lost again"));
-    EXPECT_EQ(t.pane.lines(),
-              QStringList({QStringLiteral("Error: Error While Writing To BBS.LOG"),
-                           QStringLiteral("Error: Error While Writing To BBS.LOG")}));
+    EXPECT_TRUE(t.pane.lines().isEmpty());
 }
 
 TEST(DebugPane, KeepsTheNewestLinesWithinItsBound) {

@@ -48,10 +48,7 @@ TEST(TextHelpers, ReplacingHonoursLimitAndNeverLoops) {
 TEST(TextHelpers, CrLfTrimmingAndColourCodes) {
     EXPECT_EQ(trimCrLf(s("\r\n \r\nText \r\n\r\n")), s("Text"));
     EXPECT_EQ(trimCrLf(s("\r\n Text \r\n"), true), s(" Text "));
-    EXPECT_EQ(stripColorCodes(QStringLiteral("\x03"
-                                             "1Hi \x03"
-                                             "2there\x03")),
-              s("Hi there"));
+    EXPECT_EQ(stripColorCodes(s("\0031Hi \0032there\003")), s("Hi there"));
     EXPECT_EQ(sortedWords(s("pear,Apple,banana"), s(",")), s("Apple,banana,pear"));
 }
 
@@ -76,10 +73,8 @@ TEST(AccessFlags, LettersAndBitsRoundTrip) {
 }
 
 TEST(KeyFilters, EachBoxTakesOnlyItsKeys) {
-    EXPECT_TRUE(keyfilter::isPathKey('\\') && keyfilter::isPathKey('~') &&
-                keyfilter::isPathKey('_'));
-    EXPECT_FALSE(keyfilter::isPathKey('.') || keyfilter::isPathKey(' ') ||
-                 keyfilter::isPathKey('*'));
+    for (char key : {'\\', '~', '_', '.', ' ', '*'})
+        EXPECT_EQ(keyfilter::isPathKey(key), QByteArray("\\~_").contains(key)) << key;
     EXPECT_TRUE(keyfilter::isFileNameKey('.', s("whatever")));
     EXPECT_FALSE(keyfilter::isFileNameKey('.', s(" forbid_ext")));
     EXPECT_TRUE(keyfilter::isNumberKey('.') && keyfilter::isNumberKey(keyfilter::kBackspace));
@@ -101,6 +96,11 @@ TEST(TimeRules, TimesAndDays) {
 class FileHelpersTest : public ::testing::Test {
   protected:
     QString path(const char* name) const { return dir.filePath(QLatin1String(name)); }
+    void write(const char* name, const QByteArray& bytes) {
+        QFile f(path(name));
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write(bytes);
+    }
     QTemporaryDir dir;
 };
 
@@ -123,22 +123,15 @@ TEST_F(FileHelpersTest, TouchAndTextFilesReplaceOnlyWhenAsked) {
     ASSERT_TRUE(filehelpers::touchFile(path("A.TXT"), true));
     EXPECT_EQ(QFile(path("A.TXT")).size(), 0);
     ASSERT_TRUE(filehelpers::writeTextFile(path("B.TXT"), s("   ")));
-    EXPECT_TRUE(QFile::exists(path("B.TXT")));
-    EXPECT_EQ(QFile(path("B.TXT")).size(), 0);
+    EXPECT_TRUE(QFile::exists(path("B.TXT")) && QFile(path("B.TXT")).size() == 0);
 }
 
 TEST_F(FileHelpersTest, KeyValuesAndWholeFiles) {
-    QFile f(path("K.INI"));
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-    f.write("x=1\r\n A =b=c\r\na=second\r\n");
-    f.close();
+    write("K.INI", "x=1\r\n A =b=c\r\na=second\r\n");
     EXPECT_EQ(filehelpers::getKeyValue(s("a"), path("K.INI")), s("b=c"));
     EXPECT_EQ(filehelpers::getKeyValue(s("nope"), path("K.INI")), s(""));
     EXPECT_EQ(filehelpers::getKeyValue(s("a"), path("MISSING.INI")), s(""));
-    QFile z(path("Z.BIN"));
-    ASSERT_TRUE(z.open(QIODevice::WriteOnly));
-    z.write(QByteArray("abc\0def", 7));
-    z.close();
+    write("Z.BIN", QByteArray("abc\0def", 7));
     EXPECT_EQ(filehelpers::readWholeFile(path("Z.BIN")), QByteArray("abc"));
 }
 

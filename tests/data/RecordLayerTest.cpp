@@ -28,6 +28,11 @@ class RecordLayerTest : public ::testing::Test {
         QFile f(path);
         return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
     }
+    static Record named(const char* name) {
+        Record r(kLayout);
+        r.setStr("name", name);
+        return r;
+    }
     QTemporaryDir dir;
     QString path = dir.filePath(QStringLiteral("TEST.DAT"));
     QString error;
@@ -49,31 +54,42 @@ TEST_F(RecordLayerTest, FieldsAreLittleEndianTrimmedAndCut) {
     EXPECT_EQ(r.bytes().left(6), QByteArray("AB    "));
 }
 
-TEST_F(RecordLayerTest, NulBytesAreNotBlanks) {
-    writeBytes(QByteArray("\0AB\0  ", 6) + QByteArray(11, '\0'));
+TEST_F(RecordLayerTest, NulBytesAreNotBlanksAndReadingPastTheEndChangesNothing) {
+    writeBytes(QByteArray("\0AB\0  ", 6) + QByteArray(11, '\0') + "tail");
     Record r(kLayout);
     ASSERT_TRUE(recordfile::read(path, 1, r, &error));
     EXPECT_EQ(r.str("name"), QByteArray("\0AB\0", 4));
-}
-
-TEST_F(RecordLayerTest, ReadingPastTheEndLeavesTheRecordAsItWas) {
-    Record r(kLayout);
     r.setI16("level", 7);
-    writeBytes(QByteArray(17 + 5, 'x'));
     ASSERT_TRUE(recordfile::read(path, 3, r, &error));
     EXPECT_EQ(r.i16("level"), 7);
-    EXPECT_EQ(r.str("name"), QByteArray());
+    EXPECT_EQ(r.str("name"), QByteArray("\0AB\0", 4));
     EXPECT_FALSE(recordfile::read(dir.filePath(QStringLiteral("NONE.DAT")), 1, r, &error));
 }
 
+TEST_F(RecordLayerTest, TooManyRecordsForACountAreRefused) {
+    writeBytes({});
+    ASSERT_TRUE(QFile(path).resize(qint64(32768) * 17));
+    qint16 n = 0;
+    EXPECT_FALSE(recordlist::count(path, kLayout, &n, &error));
+}
+
 TEST_F(RecordLayerTest, APartialTailIsNotCountedAndSurvivesSingleWrites) {
-    Record a(kLayout), b(kLayout);
-    a.setStr("name", "ALPHA");
-    b.setStr("name", "BRAVO");
+    const Record a = named("ALPHA"), b = named("BRAVO");
     writeBytes(a.bytes() + b.bytes() + "tail");
     qint16 n = 0;
     ASSERT_TRUE(recordlist::count(path, kLayout, &n, &error));
     EXPECT_EQ(n, 2);
+    // Records read as one table still change one at a time.
+    QList<Record> all;
+    ASSERT_TRUE(recordlist::readAll(path, kLayout, &all, &error));
+    ASSERT_EQ(all.size(), 2);
+    Record copy = all[1];
+    all[1].setStr("name", "ZULU");
+    EXPECT_EQ(all[0].str("name"), QByteArray("ALPHA"));
+    EXPECT_EQ(all[1].str("name"), QByteArray("ZULU"));
+    EXPECT_EQ(copy.str("name"), QByteArray("BRAVO"));
+    EXPECT_EQ(all[1].bytes().size(), 17);
+
     ASSERT_TRUE(recordfile::write(path, 1, b, &error));
     EXPECT_TRUE(fileBytes().endsWith("tail"));
     int number = 0;
@@ -84,38 +100,9 @@ TEST_F(RecordLayerTest, APartialTailIsNotCountedAndSurvivesSingleWrites) {
     EXPECT_EQ(QFile(dir.filePath(QStringLiteral("NEW.DAT"))).size(), 34);
 }
 
-TEST_F(RecordLayerTest, TooManyRecordsForACountAreRefused) {
-    QFile f(path);
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-    ASSERT_TRUE(f.resize(qint64(32768) * 17));
-    qint16 n = 0;
-    EXPECT_FALSE(recordlist::count(path, kLayout, &n, &error));
-}
-
-TEST_F(RecordLayerTest, RecordsOfOneTableChangeIndependently) {
-    Record a(kLayout), b(kLayout);
-    a.setStr("name", "ALPHA");
-    b.setStr("name", "BRAVO");
-    writeBytes(a.bytes() + b.bytes());
-    QList<Record> all;
-    ASSERT_TRUE(recordlist::readAll(path, kLayout, &all, &error));
-    ASSERT_EQ(all.size(), 2);
-    Record copy = all[1];
-    all[1].setStr("name", "ZULU");
-    EXPECT_EQ(all[0].str("name"), QByteArray("ALPHA"));
-    EXPECT_EQ(all[1].str("name"), QByteArray("ZULU"));
-    EXPECT_EQ(copy.str("name"), QByteArray("BRAVO"));
-    EXPECT_EQ(all[1].bytes().size(), 17);
-}
-
 TEST_F(RecordLayerTest, CompactionAndMovesKeepOrderAndDropOnlyMarkedEntries) {
-    QList<Record> table;
-    for (const char* name : {"ONE", "##$$##", "TWO", "THREE"}) {
-        Record r(kLayout);
-        r.setStr("name", name);
-        table.append(r);
-    }
-    ASSERT_TRUE(recordlist::replace(path, table, &error));
+    ASSERT_TRUE(recordlist::replace(
+        path, {named("ONE"), named("##$$##"), named("TWO"), named("THREE")}, &error));
     writeBytes(fileBytes() + "xx");
     ASSERT_TRUE(recordlist::compact(path, kLayout, "name", &error));
     const QString work = dir.filePath(recordlist::workFileName(QStringLiteral("TEST.DAT")));

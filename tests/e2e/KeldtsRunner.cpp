@@ -1,394 +1,147 @@
 #include "KeldtsRunner.h"
 
-#include <gtest/gtest.h>
-
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
-#include <QLocale>
-#include <QProcess>
-#include <QRegularExpression>
-
-#include <arpa/inet.h>
-#include <cerrno>
-#include <csignal>
-#include <fcntl.h>
-#include <netinet/in.h>
-#include <poll.h>
-#include <spawn.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
-#include <thread>
-#include <unistd.h>
-#include <vector>
-
-namespace {
-
-constexpr int kPollStepMs = 20;
-
-using Clock = std::chrono::steady_clock;
-
-Clock::time_point deadlineAfter(int ms) {
-    return Clock::now() + std::chrono::milliseconds(ms);
-}
-
-int msLeft(Clock::time_point deadline) {
-    const auto left =
-        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
-    return left > 0 ? static_cast<int>(left) : 0;
-}
-
-void pause(int ms) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(ms));
-}
-
-} // namespace
+#include <QTcpServer>
+#include <QThread>
 
 bool waitUntil(const std::function<bool()>& condition, int timeoutMs) {
-    const auto deadline = deadlineAfter(timeoutMs);
+    const QDeadlineTimer deadline(timeoutMs);
     while (!condition()) {
-        if (Clock::now() >= deadline)
+        if (deadline.hasExpired())
             return false;
-        pause(kPollStepMs);
+        QThread::msleep(20);
     }
     return true;
 }
 
-QByteArray busyText() {
-    return "You have reached KELD Demo Board.\r\n"
-           "All nodes are currently busy. Please try again later.\r\n";
-}
-
-QByteArray maintenanceText() {
-    return "You have reached KELD Demo Board.\r\n"
-           "The BBS is currently down for maintenance. Please try again later.\r\n";
-}
-
-QByteArray netTrafficText() {
-    return "You have reached KELD Demo Board.\r\n"
-           "The BBS is currently down for network traffic. Please try again later.\r\n";
+QByteArray readFile(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 quint16 freePort() {
-    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_ANY);
-    socklen_t length = sizeof address;
-    quint16 port = 0;
-    if (fd >= 0 && ::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
-        ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) == 0)
-        port = ntohs(address.sin_port);
-    if (fd >= 0)
-        ::close(fd);
-    return port;
+    QTcpServer probe;
+    return probe.listen(QHostAddress::Any) ? probe.serverPort() : 0;
 }
 
-CallResult call(quint16 port, const QByteArray& payload, int timeoutMs, const char* address) {
-    CallResult result;
-    sockaddr_storage peer{};
-    socklen_t length = 0;
-    auto* v4 = reinterpret_cast<sockaddr_in*>(&peer);
-    auto* v6 = reinterpret_cast<sockaddr_in6*>(&peer);
-    if (::inet_pton(AF_INET, address, &v4->sin_addr) == 1) {
-        v4->sin_family = AF_INET;
-        v4->sin_port = htons(port);
-        length = sizeof *v4;
-    } else if (::inet_pton(AF_INET6, address, &v6->sin6_addr) == 1) {
-        v6->sin6_family = AF_INET6;
-        v6->sin6_port = htons(port);
-        length = sizeof *v6;
-    } else {
-        return result;
+bool Caller::call(quint16 port, const char* address) {
+    abort();
+    seen.clear();
+    closed = false;
+    connectToHost(QHostAddress(QString::fromLatin1(address)), port);
+    return waitForConnected(5000);
+}
+
+bool Caller::dial(quint16 port, const char* address) {
+    return waitUntil(
+        [&] { return call(port, address) && readUntil([&] { return !seen.isEmpty(); }, 5000); },
+        15000);
+}
+
+bool Caller::readUntil(const std::function<bool()>& done, int timeoutMs) {
+    const QDeadlineTimer deadline(timeoutMs);
+    while (!done()) {
+        if (state() != ConnectedState || deadline.hasExpired())
+            return false;
+        closed = !waitForReadyRead(20) && state() != ConnectedState;
+        seen += readAll();
     }
-    const int fd = ::socket(peer.ss_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (fd < 0)
-        return result;
-    if (::connect(fd, reinterpret_cast<sockaddr*>(&peer), length) != 0) {
-        ::close(fd);
-        return result;
-    }
-    result.connected = true;
-    if (!payload.isEmpty())
-        ::send(fd, payload.constData(), static_cast<size_t>(payload.size()), MSG_NOSIGNAL);
-    const auto deadline = deadlineAfter(timeoutMs);
-    char buffer[4096];
-    while (true) {
-        pollfd p{fd, POLLIN, 0};
-        const int ready = ::poll(&p, 1, msLeft(deadline));
-        if (ready < 0 && errno == EINTR)
-            continue;
-        if (ready <= 0)
-            break;
-        const ssize_t n = ::recv(fd, buffer, sizeof buffer, 0);
-        if (n > 0) {
-            result.bytes.append(buffer, n);
-            continue;
-        }
-        if (n < 0 && errno == EINTR)
-            continue;
-        result.closed = true;
-        break;
-    }
-    ::close(fd);
-    return result;
+    return true;
 }
 
-CallResult callUntilAnswered(quint16 port, int timeoutMs, const char* address) {
-    const auto deadline = deadlineAfter(timeoutMs);
-    CallResult result;
-    do {
-        result = call(port, {}, std::max(msLeft(deadline), 1), address);
-        if (!result.bytes.isEmpty() || (result.connected && !result.closed))
-            return result;
-        pause(50);
-    } while (Clock::now() < deadline);
-    return result;
+QByteArray answer(quint16 port, const char* address) {
+    Caller caller;
+    if (!caller.dial(port, address))
+        return "(no answer)";
+    return caller.waitForClose(15000) ? caller.seen : caller.seen + "(not closed)";
 }
 
-namespace {
-RunResult telnetCall(quint16 port, int timeoutMs) {
-    QProcess telnet;
-    // The write channel stays open: telnet is to leave because the server closed, not
-    // because its input ran dry.
-    telnet.start(QStringLiteral("telnet"), {QStringLiteral("127.0.0.1"), QString::number(port)});
-    RunResult result;
-    if (!telnet.waitForStarted(timeoutMs))
-        return result;
-    result.finished = telnet.waitForFinished(timeoutMs);
-    if (!result.finished) {
-        telnet.kill();
-        telnet.waitForFinished();
-    }
-    result.exitCode = telnet.exitCode();
-    result.out = telnet.readAllStandardOutput();
-    result.err = telnet.readAllStandardError();
-    return result;
+bool closedWithoutAWord(quint16 port) {
+    Caller caller;
+    return caller.call(port) && caller.waitForClose(15000) && caller.seen.isEmpty();
 }
 
-} // namespace
-
-QByteArray telnetPayload(const QByteArray& output) {
-    const QByteArray marker = "Escape character is '^]'.\n";
-    const qsizetype at = output.indexOf(marker);
-    if (at < 0)
-        return {};
-    QByteArray payload = output.mid(at + marker.size());
-    const QByteArray closing = "Connection closed by foreign host.";
-    const qsizetype end = payload.indexOf(closing);
-    if (end >= 0)
-        payload.truncate(end);
-    return payload;
+KeldtsSandbox::KeldtsSandbox() {
+    QDir().mkdir(root() + "/xdg", QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
 }
 
-QByteArray telnetUntilAnswered(quint16 port, int timeoutMs) {
-    const auto deadline = deadlineAfter(timeoutMs);
-    do {
-        const RunResult r = telnetCall(port, std::max(msLeft(deadline), 1));
-        const QByteArray payload = telnetPayload(r.out);
-        if (!payload.isEmpty() || !r.finished)
-            return payload;
-        pause(50);
-    } while (Clock::now() < deadline);
-    return {};
-}
-
-KeldtsSandbox::KeldtsSandbox() : port_(freePort()) {
-    QDir().mkpath(root() + QStringLiteral("/xdg"));
-    QFile::setPermissions(root() + QStringLiteral("/xdg"),
-                          QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-}
-
-KeldtsSandbox::~KeldtsSandbox() {
-    if (pid_ > 0 && serverRunning()) {
-        ::kill(pid_, SIGKILL);
-        ::waitpid(pid_, nullptr, 0);
-    }
-}
-
-QProcessEnvironment KeldtsSandbox::environment() const {
+void KeldtsSandbox::prepare(QProcess& process, const QString& workingDir) const {
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     // No display: the server has to come up headless whatever the test runner has.
-    env.remove(QStringLiteral("DISPLAY"));
-    env.remove(QStringLiteral("WAYLAND_DISPLAY"));
-    env.remove(QStringLiteral("QT_QPA_PLATFORM"));
-    env.insert(QStringLiteral("XDG_RUNTIME_DIR"), root() + QStringLiteral("/xdg"));
-    return env;
-}
-
-RunResult KeldtsSandbox::run(const QStringList& args, const QString& workingDir,
-                             int timeoutMs) const {
-    QProcess process;
-    process.setProcessEnvironment(environment());
-    process.setWorkingDirectory(workingDir.isEmpty() ? root() : workingDir);
+    for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
+        env.remove(QString::fromLatin1(name));
+    env.insert("XDG_RUNTIME_DIR", root() + "/xdg");
+    process.setProcessEnvironment(env);
+    process.setWorkingDirectory(workingDir);
     process.setStandardInputFile(QProcess::nullDevice());
-    process.start(QStringLiteral(KELDTS_BINARY), args);
-    RunResult result;
-    result.finished = process.waitForFinished(timeoutMs);
-    if (!result.finished) {
-        process.kill();
-        process.waitForFinished();
-    }
-    result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    result.out = process.readAllStandardOutput();
-    result.err = process.readAllStandardError();
-    return result;
 }
 
-QString KeldtsSandbox::ctl(const QString& command) const {
-    return QString::fromUtf8(run({QStringLiteral("ctl"), command}).out).trimmed();
+RunResult KeldtsSandbox::run(const QStringList& args, const QString& workingDir) const {
+    QProcess process;
+    prepare(process, workingDir.isEmpty() ? root() : workingDir);
+    process.start(QStringLiteral(KELDTS_BINARY), args);
+    if (!process.waitForFinished(30000))
+        process.kill();
+    process.waitForFinished();
+    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
+            process.readAllStandardOutput(), process.readAllStandardError()};
 }
 
 void KeldtsSandbox::writeBoard(bool withNodes) const {
-    const RunResult r = run({QStringLiteral("demo"), boardDir(), QStringLiteral("--port"),
-                             QString::number(port_), QStringLiteral("--no-run")});
+    const RunResult r = run({"demo", boardDir(), "--port", QString::number(port_), "--no-run"});
     ASSERT_EQ(r.exitCode, 0) << r.out.toStdString() << r.err.toStdString();
-    ASSERT_TRUE(QFile::exists(path(QStringLiteral("SYSPATHS.CFG"))));
-    if (withNodes)
-        return;
-    // No channel for telnet: every caller who passes the other checks finds all nodes busy.
-    QFile file(path(QStringLiteral("MAIN.CFG")));
-    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
-    ASSERT_TRUE(file.seek(210));
-    ASSERT_EQ(file.write(QByteArray(2, '\0')), 2);
+    if (!withNodes)
+        write("MAIN.CFG", QByteArray(2, '\0'), 210); // no telnet channel
 }
 
-void KeldtsSandbox::setNetTime(const QByteArray& low, const QByteArray& high) const {
-    QFile file(path(QStringLiteral("MAIN.CFG")));
-    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
-    ASSERT_EQ(low.size(), 5);
-    ASSERT_EQ(high.size(), 5);
-    ASSERT_TRUE(file.seek(212));
-    ASSERT_EQ(file.write(low + high), 10);
-}
-
-bool KeldtsSandbox::startServer(QString* why) {
-    const QByteArray binary = KELDTS_BINARY;
-    const QByteArray headless = "--headless";
-    char* argv[] = {const_cast<char*>(binary.constData()), const_cast<char*>(headless.constData()),
-                    nullptr};
-    std::vector<QByteArray> envStore;
-    for (const QString& entry : environment().toStringList())
-        envStore.push_back(entry.toLocal8Bit());
-    std::vector<char*> envp;
-    for (QByteArray& entry : envStore)
-        envp.push_back(entry.data());
-    envp.push_back(nullptr);
-
-    const QByteArray outPath = QFile::encodeName(root() + QStringLiteral("/server.out"));
-    const QByteArray cwd = QFile::encodeName(mainDir());
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 1, outPath.constData(), O_WRONLY | O_CREAT | O_TRUNC,
-                                     0600);
-    posix_spawn_file_actions_adddup2(&actions, 1, 2);
-    posix_spawn_file_actions_addchdir_np(&actions, cwd.constData());
-    const int failed =
-        ::posix_spawn(&pid_, binary.constData(), &actions, nullptr, argv, envp.data());
-    posix_spawn_file_actions_destroy(&actions);
-    if (failed != 0) {
-        pid_ = -1;
-        *why = QStringLiteral("posix_spawn: %1").arg(QString::fromLocal8Bit(strerror(failed)));
-        return false;
-    }
+bool KeldtsSandbox::startServer() {
+    prepare(server, mainDir());
+    server.setProcessChannelMode(QProcess::MergedChannels);
+    server.setStandardOutputFile(root() + "/server.out");
+    server.start(QStringLiteral(KELDTS_BINARY), {"--headless"});
     // The control socket answers only from the running event loop, after the load.
-    const bool up = waitUntil(
-        [this] { return !serverRunning() || ctl(QStringLiteral("status")) == "online 1"; }, 30000);
-    if (up && serverRunning())
+    if (waitUntil([this] { return !serverRunning() || ctl("status") == "online 1"; }, 30000) &&
+        serverRunning())
         return true;
-    *why =
-        QStringLiteral("server did not come up; its output:\n") + QString::fromUtf8(serverOutput());
+    ADD_FAILURE() << "server did not come up; its output:\n" << serverOutput().toStdString();
     return false;
 }
 
 bool KeldtsSandbox::serverRunning() {
-    if (pid_ <= 0)
-        return false;
-    int status = 0;
-    const pid_t r = ::waitpid(pid_, &status, WNOHANG);
-    if (r == 0)
-        return true;
-    if (r == pid_)
-        exitStatus_ = status;
-    pid_ = -pid_; // remembered for the report, no longer ours to wait for
-    return false;
-}
-
-int KeldtsSandbox::waitServerExit(int timeoutMs) {
-    if (!waitUntil([this] { return !serverRunning(); }, timeoutMs))
-        return -1;
-    return WIFEXITED(exitStatus_) ? WEXITSTATUS(exitStatus_) : -1;
+    return server.state() != QProcess::NotRunning && !server.waitForFinished(0);
 }
 
 int KeldtsSandbox::stopServer(int signal, int timeoutMs) {
-    if (pid_ > 0)
-        ::kill(pid_, signal);
-    const int code = waitServerExit(timeoutMs);
-    if (code == -1 && serverRunning()) {
-        ::kill(pid_, SIGKILL);
-        ::waitpid(pid_, nullptr, 0);
-        pid_ = -pid_;
+    if (serverRunning())
+        ::kill(pid_t(server.processId()), signal);
+    if (!server.waitForFinished(timeoutMs) && server.state() != QProcess::NotRunning) {
+        server.kill();
+        server.waitForFinished();
+        return -1;
     }
-    return code;
+    return server.exitStatus() == QProcess::NormalExit ? server.exitCode() : -1;
 }
 
-QByteArray KeldtsSandbox::serverOutput() const {
-    QFile file(root() + QStringLiteral("/server.out"));
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-bool KeldtsSandbox::waitForOutput(const QByteArray& text, int timeoutMs) const {
-    return waitUntil([&] { return serverOutput().contains(text); }, timeoutMs);
-}
-
-QByteArray KeldtsSandbox::read(const QString& name) const {
+void KeldtsSandbox::write(const QString& name, const QByteArray& bytes, qint64 at) const {
     QFile file(path(name));
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void KeldtsSandbox::write(const QString& name, const QByteArray& bytes) const {
-    QFile file(path(name));
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    ASSERT_TRUE(file.open(at < 0 ? QIODevice::WriteOnly : QIODevice::ReadWrite) &&
+                file.seek(std::max<qint64>(at, 0)));
     ASSERT_EQ(file.write(bytes), bytes.size());
 }
 
-QStringList KeldtsSandbox::logEntries(const QDateTime& since) const {
-    const QString text = QString::fromLatin1(read(QStringLiteral("KELDTS.LOG")));
-    QStringList lines = text.split(QStringLiteral("\r\n"));
-    EXPECT_TRUE(text.endsWith(QStringLiteral("\r\n")))
-        << "last line not ended: " << text.toStdString();
-    if (!lines.isEmpty() && lines.last().isEmpty())
-        lines.removeLast();
-    const QString rule(79, QLatin1Char('-'));
-    const QStringList header{QStringLiteral("KELDTS Event Log"), rule,
-                             QStringLiteral("Date           Time      Description"), rule};
-    EXPECT_EQ(lines.mid(0, 4), header);
-    static const QRegularExpression stamp(
-        QStringLiteral("^([A-Z][a-z]{2}) (\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d)  (.*)$"));
-    const QDateTime earliest = since.isValid() ? since.addMSecs(-since.time().msec()) : QDateTime();
-    const QDateTime latest = QDateTime::currentDateTime().addSecs(1);
+QStringList KeldtsSandbox::logEntries() const {
+    // The header and the stamp's form are the log's own tests' business; here, the time.
+    QStringList lines = QString::fromLatin1(read("KELDTS.LOG")).split("\r\n");
+    EXPECT_EQ(lines.takeLast(), QString()) << "last line not ended";
+    const QDateTime earliest = created_.addMSecs(-created_.time().msec());
     QStringList entries;
     for (const QString& line : lines.mid(4)) {
-        const QRegularExpressionMatch m = stamp.match(line);
-        if (!m.hasMatch()) {
-            ADD_FAILURE() << "log line without a time stamp: " << line.toStdString();
-            continue;
-        }
-        const QDateTime when =
-            QDateTime::fromString(m.captured(2), QStringLiteral("yyyy-MM-dd HH:mm:ss"));
-        EXPECT_TRUE(when.isValid()) << line.toStdString();
-        EXPECT_EQ(m.captured(1),
-                  QLocale::c().dayName(when.date().dayOfWeek(), QLocale::ShortFormat))
+        const QDateTime when = QDateTime::fromString(line.mid(4, 19), "yyyy-MM-dd HH:mm:ss");
+        EXPECT_TRUE(when >= earliest && when <= QDateTime::currentDateTime().addSecs(1))
             << line.toStdString();
-        if (earliest.isValid()) {
-            EXPECT_GE(when, earliest) << line.toStdString();
-        }
-        EXPECT_LE(when, latest) << line.toStdString();
-        entries << m.captured(3);
+        entries << line.mid(25);
     }
     return entries;
-}
-
-QByteArray asTelnetPrints(QByteArray networkText) {
-    return networkText.replace("\r\n", "\n");
 }

@@ -1,30 +1,18 @@
-// The server's life as the operator sees it: start, a second start, leaving, and the settings
-// faults that keep it from starting at all.
+// The server's life as the operator sees it: starts, leaving, and settings faults.
 
 #include "KeldtsRunner.h"
-
-#include <gtest/gtest.h>
-
-#include <chrono>
-#include <thread>
 
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
 #include <QMap>
-
-#include <arpa/inet.h>
-#include <csignal>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
+#include <QTcpServer>
+#include <QThread>
 
 namespace {
 
-const QString kLoaded = QStringLiteral("--- KELDTS v2.6.060524 Loaded");
-const QString kUnloaded = QStringLiteral("--- KELDTS Unloaded");
-const QString kBusy = QStringLiteral("(0) Connection Refused (No Available Node) [127.0.0.1]");
+const QString kUnloaded = "--- KELDTS Unloaded";
 
 // Every file and folder under `dir` with its size and modification time.
 QMap<QString, QString> snapshot(const QString& dir) {
@@ -33,68 +21,50 @@ QMap<QString, QString> snapshot(const QString& dir) {
                     QDirIterator::Subdirectories);
     while (it.hasNext()) {
         const QFileInfo info(it.next());
-        entries.insert(
-            info.filePath(),
-            QStringLiteral("%1 %2").arg(info.size()).arg(info.lastModified().toMSecsSinceEpoch()));
+        entries[info.filePath()] =
+            QStringLiteral("%1 %2").arg(info.size()).arg(info.lastModified().toMSecsSinceEpoch());
     }
     return entries;
 }
 
-class LifecycleE2e : public ::testing::Test {
-  protected:
-    void TearDown() override {
-        if (sandbox.serverRunning()) {
-            EXPECT_EQ(sandbox.stopServer(SIGTERM), 0) << sandbox.serverOutput().toStdString();
-        }
-    }
-
-    void start() {
-        QString why;
-        ASSERT_TRUE(sandbox.startServer(&why)) << why.toStdString();
-    }
-
-    KeldtsSandbox sandbox;
-};
+using LifecycleE2e = E2eTest;
 
 TEST_F(LifecycleE2e, SecondStartIsTurnedAwayWithoutTouchingAFile) {
-    ASSERT_NO_FATAL_FAILURE(sandbox.writeBoard());
-    ASSERT_NO_FATAL_FAILURE(start());
+    ASSERT_TRUE(sandbox.startServer());
     const QMap<QString, QString> before = snapshot(sandbox.boardDir());
-    ASSERT_TRUE(before.contains(sandbox.path(QStringLiteral("KELDTS.LOG"))));
-
-    const RunResult again = sandbox.run({QStringLiteral("--headless")}, sandbox.mainDir());
-    EXPECT_EQ(again.exitCode, 0);
-    EXPECT_TRUE(again.out.contains("already running")) << again.out.toStdString();
+    ASSERT_TRUE(before.contains(sandbox.path("KELDTS.LOG")));
 
     // A demo start is a start too: it must not even write its board.
-    const QString otherBoard = sandbox.root() + QStringLiteral("/other");
-    const RunResult demo = sandbox.run({QStringLiteral("demo"), otherBoard,
-                                        QStringLiteral("--port"), QString::number(freePort())});
-    EXPECT_EQ(demo.exitCode, 0);
-    EXPECT_TRUE(demo.out.contains("already running")) << demo.out.toStdString();
+    const QString otherBoard = sandbox.root() + "/other";
+    for (const QStringList& args :
+         {QStringList{"--headless"},
+          QStringList{"demo", otherBoard, "--port", QString::number(freePort())}}) {
+        const RunResult again = sandbox.run(args, sandbox.mainDir());
+        EXPECT_EQ(again.exitCode, 0);
+        EXPECT_TRUE(again.out.contains("already running")) << again.out.toStdString();
+    }
     EXPECT_FALSE(QFileInfo::exists(otherBoard));
 
     EXPECT_EQ(snapshot(sandbox.boardDir()), before);
     EXPECT_TRUE(sandbox.waitForOutput("Another start of KELDTS was turned away"))
         << sandbox.serverOutput().toStdString();
-    EXPECT_EQ(sandbox.ctl(QStringLiteral("status")), "online 1");
+    EXPECT_EQ(sandbox.ctl("status"), "online 1");
     EXPECT_EQ(sandbox.logEntries(), QStringList({kLoaded}));
 }
 
 TEST_F(LifecycleE2e, ExitByCommandAndByTermSignalUnloadAndFreeTheBoard) {
-    ASSERT_NO_FATAL_FAILURE(sandbox.writeBoard());
-    ASSERT_NO_FATAL_FAILURE(start());
-    EXPECT_EQ(callUntilAnswered(sandbox.port()).bytes, busyText());
-    EXPECT_EQ(sandbox.ctl(QStringLiteral("exit")), "exiting");
+    ASSERT_TRUE(sandbox.startServer());
+    EXPECT_EQ(answer(sandbox.port()), kBusyText);
+    EXPECT_EQ(sandbox.ctl("exit"), "exiting");
     EXPECT_EQ(sandbox.waitServerExit(), 0) << sandbox.serverOutput().toStdString();
 
     // The instance lock and the port are free again for the next start on the same board.
-    ASSERT_NO_FATAL_FAILURE(start());
-    EXPECT_EQ(callUntilAnswered(sandbox.port()).bytes, busyText());
+    ASSERT_TRUE(sandbox.startServer());
+    EXPECT_EQ(answer(sandbox.port()), kBusyText);
     EXPECT_EQ(sandbox.stopServer(SIGTERM), 0) << sandbox.serverOutput().toStdString();
 
-    EXPECT_FALSE(call(sandbox.port()).connected) << "the port must be closed after the exit";
-    const RunResult status = sandbox.run({QStringLiteral("ctl"), QStringLiteral("status")});
+    EXPECT_FALSE(Caller().call(sandbox.port())) << "the port must be closed after the exit";
+    const RunResult status = sandbox.run({"ctl", "status"});
     EXPECT_EQ(status.exitCode, 1);
     EXPECT_TRUE(status.err.contains("not running")) << status.err.toStdString();
     EXPECT_EQ(sandbox.logEntries(),
@@ -103,9 +73,9 @@ TEST_F(LifecycleE2e, ExitByCommandAndByTermSignalUnloadAndFreeTheBoard) {
 
 TEST_F(LifecycleE2e, SettingsFaultsStopTheServerWithTheirReason) {
     // Started somewhere that is not a board's main directory.
-    const QString empty = sandbox.root() + QStringLiteral("/empty");
+    const QString empty = sandbox.root() + "/empty";
     ASSERT_TRUE(QDir().mkpath(empty));
-    const RunResult nowhere = sandbox.run({QStringLiteral("--headless")}, empty);
+    const RunResult nowhere = sandbox.run({"--headless"}, empty);
     EXPECT_NE(nowhere.exitCode, 0);
     EXPECT_TRUE(nowhere.out.contains("KELDTS - Error: Cannot find SYSPATHS.CFG! Make sure KELDTS "
                                      "is in your KELD main directory.\n"))
@@ -113,54 +83,42 @@ TEST_F(LifecycleE2e, SettingsFaultsStopTheServerWithTheirReason) {
     EXPECT_TRUE(QDir(empty).isEmpty());
 
     // The board's paths are on drive C:, and KELDTS.INI maps another drive only.
-    ASSERT_NO_FATAL_FAILURE(sandbox.writeBoard());
-    const QByteArray ini = sandbox.read(QStringLiteral("KELDTS.INI"));
+    const QByteArray ini = sandbox.read("KELDTS.INI");
     ASSERT_TRUE(ini.contains("C="));
-    QByteArray otherDrive = ini;
-    otherDrive.replace("C=", "D=");
-    ASSERT_NO_FATAL_FAILURE(sandbox.write(QStringLiteral("KELDTS.INI"), otherDrive));
-    const RunResult unmapped = sandbox.run({QStringLiteral("--headless")}, sandbox.mainDir());
+    ASSERT_NO_FATAL_FAILURE(sandbox.write("KELDTS.INI", QByteArray(ini).replace("C=", "D=")));
+    const RunResult unmapped = sandbox.run({"--headless"}, sandbox.mainDir());
     EXPECT_NE(unmapped.exitCode, 0);
-    EXPECT_TRUE(unmapped.out.contains("KELDTS - Error: ")) << unmapped.out.toStdString();
-    EXPECT_TRUE(unmapped.out.contains("C:")) << unmapped.out.toStdString();
-    EXPECT_TRUE(unmapped.out.contains("KELDTS.INI")) << unmapped.out.toStdString();
-    EXPECT_FALSE(QFileInfo::exists(sandbox.path(QStringLiteral("KELDTS.LOG"))));
+    EXPECT_TRUE(unmapped.out.contains("KELDTS - Error: ") && unmapped.out.contains("C:") &&
+                unmapped.out.contains("KELDTS.INI"))
+        << unmapped.out.toStdString();
+    EXPECT_FALSE(QFileInfo::exists(sandbox.path("KELDTS.LOG")));
 
     // The same rules hold when a running server rereads its settings.
-    ASSERT_NO_FATAL_FAILURE(sandbox.write(QStringLiteral("KELDTS.INI"), ini));
-    ASSERT_NO_FATAL_FAILURE(start());
-    ASSERT_TRUE(QFile::remove(sandbox.path(QStringLiteral("SYSPATHS.CFG"))));
-    sandbox.ctl(QStringLiteral("reload"));
-    const int code = sandbox.waitServerExit();
-    EXPECT_NE(code, 0);
-    EXPECT_NE(code, -1) << "the server has to leave by itself, not hang or crash";
+    ASSERT_NO_FATAL_FAILURE(sandbox.write("KELDTS.INI", ini));
+    ASSERT_TRUE(sandbox.startServer());
+    ASSERT_TRUE(QFile::remove(sandbox.path("SYSPATHS.CFG")));
+    sandbox.ctl("reload");
+    EXPECT_GT(sandbox.waitServerExit(), 0) << "it has to fail by itself, not hang or crash";
     EXPECT_TRUE(sandbox.serverOutput().contains("KELDTS - Error: Cannot find SYSPATHS.CFG!"))
         << sandbox.serverOutput().toStdString();
 }
 
 TEST_F(LifecycleE2e, TakenPortIsReportedAndAReloadListensOnceItIsFree) {
-    ASSERT_NO_FATAL_FAILURE(sandbox.writeBoard());
-    const int holder = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(sandbox.port());
-    address.sin_addr.s_addr = htonl(INADDR_ANY);
-    ASSERT_EQ(::bind(holder, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    ASSERT_EQ(::listen(holder, 4), 0);
+    QTcpServer holder;
+    ASSERT_TRUE(holder.listen(QHostAddress::Any, sandbox.port()));
 
-    ASSERT_NO_FATAL_FAILURE(start());
+    ASSERT_TRUE(sandbox.startServer());
     EXPECT_TRUE(sandbox.waitForOutput(
         "KELDTS - Error: The Telnet listen port is being used by another application.\n"))
         << sandbox.serverOutput().toStdString();
-    EXPECT_EQ(sandbox.ctl(QStringLiteral("status")), "online 1");
+    EXPECT_EQ(sandbox.ctl("status"), "online 1");
 
-    ::close(holder);
-    // A reload listens again only while no node is in use, and the admission lock that the
-    // load takes counts as a node in use until the lock timer's first tick, a second later.
-    // Nothing outside the server shows that tick, so this one wait is by the clock.
-    std::this_thread::sleep_for(std::chrono::milliseconds(1100));
-    EXPECT_EQ(sandbox.ctl(QStringLiteral("reload")), "online 1");
-    EXPECT_EQ(callUntilAnswered(sandbox.port()).bytes, busyText());
+    holder.close();
+    // A reload listens only while no node is in use, and the load's admission lock counts as one
+    // until the lock timer's first tick a second on, which nothing outside shows: so, the clock.
+    QThread::msleep(1100);
+    EXPECT_EQ(sandbox.ctl("reload"), "online 1");
+    EXPECT_EQ(answer(sandbox.port()), kBusyText);
     EXPECT_EQ(sandbox.logEntries(), QStringList({kLoaded, kBusy}));
 }
 

@@ -1,16 +1,13 @@
 #include "server/NodeCommands.h"
-#include "data/RecordFile.h"
 #include "data/SystemConfig.h"
-#include "data/records/BoardFiles.h"
+#include "platform/SendKeys.h"
 #include "server/NodeTable.h"
 #include "support/FakeNodeHost.h"
 #include "support/TestBoard.h"
 
 #include <QProcess>
 
-#include <csignal>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 namespace {
 
@@ -25,16 +22,11 @@ class NodeCommandsTest : public ::testing::Test {
     void occupy(int node, qint64 window, qint64 pid = 0) {
         host.add(NodeTable::windowTitle(node), window, pid);
         ASSERT_TRUE(table.writeStateFile(node, pid, 0, window, 7));
-        Record r(controlLayout());
-        r.setText("action", QStringLiteral("Main Menu"));
-        r.setText("handle", QStringLiteral("Caller"));
-        r.setI32("usernumber", 5);
-        QString error;
-        ASSERT_TRUE(recordfile::write(table.controlPath(), node + 1, r, &error));
+        tb.setNodeAction(node, QStringLiteral("Main Menu"), QStringLiteral("Caller"), 5);
         table.refreshNodeList();
     }
-    QString eventLog() const { return QString::fromLatin1(tb.read(QStringLiteral("KELDTS.LOG"))); }
-    QByteArray bbsLog() const { return tb.read(QStringLiteral("DATA/BBS.LOG")); }
+    QString eventLog() const { return QString::fromLatin1(tb.read("KELDTS.LOG")); }
+    QByteArray bbsLog() const { return tb.read("DATA/BBS.LOG"); }
     QString ctl(const QString& words) {
         return commands.control(words.split(QLatin1Char(' '))).value_or(QStringLiteral("-"));
     }
@@ -46,21 +38,17 @@ class NodeCommandsTest : public ::testing::Test {
 };
 
 TEST_F(NodeCommandsTest, PopupOffersPerNodeEntriesOnlyForANodeInUseAndBySettings) {
-    const QStringList always{QStringLiteral("mnuNodeReset"), QStringLiteral("mnuNodeResetAll")};
+    const QStringList always{"mnuNodeReset", "mnuNodeResetAll"};
     EXPECT_EQ(commands.popupEntries(1), always);
 
     occupy(2, 42);
     const QStringList all =
-        always + QStringList{QStringLiteral("mnuNodeShowAll"), QStringLiteral("mnuNodeHideAll"),
-                             QStringLiteral("mnuNodeBootAll"), QStringLiteral("mnuNodeSeperator0"),
-                             QStringLiteral("mnuNodeSeperator1")};
+        always + QStringList{"mnuNodeShowAll", "mnuNodeHideAll", "mnuNodeBootAll",
+                             "mnuNodeSeperator0", "mnuNodeSeperator1"};
     EXPECT_EQ(commands.popupEntries(1), all);
-    const QStringList node = {
-        QStringLiteral("mnuNodeShow"),      QStringLiteral("mnuNodeHide"),
-        QStringLiteral("mnuNodeSeperator"), QStringLiteral("mnuNodeClose"),
-        QStringLiteral("mnuNodeEdit"),      QStringLiteral("mnuNodeChat"),
-        QStringLiteral("mnuNodeBoot"),      QStringLiteral("mnuNodeLineNoise")};
-    const QStringList block{QStringLiteral("mnuNodeSeperator2"), QStringLiteral("mnuNodeBlockIp")};
+    const QStringList node = {"mnuNodeShow", "mnuNodeHide", "mnuNodeSeperator", "mnuNodeClose",
+                              "mnuNodeEdit", "mnuNodeChat", "mnuNodeBoot",      "mnuNodeLineNoise"};
+    const QStringList block{"mnuNodeSeperator2", "mnuNodeBlockIp"};
     EXPECT_EQ(commands.popupEntries(2), all + node + block);
 
     tb.board->serverConfig.setI16("ipfiltermode", 1);
@@ -71,34 +59,22 @@ TEST_F(NodeCommandsTest, PopupOffersPerNodeEntriesOnlyForANodeInUseAndBySettings
 
 TEST_F(NodeCommandsTest, KeystrokeCommandsTypeTheBbsKeysAndLogBoth) {
     occupy(1, 42);
-    ScriptedDialogs answers;
-    commands.run(NodeCommands::Command::Chat, 1, answers);
-    commands.run(NodeCommands::Command::Boot, 1, answers);
-    commands.run(NodeCommands::Command::LineNoise, 1, answers);
-    commands.run(NodeCommands::Command::Boot, 3, answers); // no window: nothing typed or logged
+    commands.run(NodeCommands::Command::Chat, 1, tb.dialogs);
+    commands.run(NodeCommands::Command::Boot, 1, tb.dialogs);
+    commands.run(NodeCommands::Command::LineNoise, 1, tb.dialogs);
+    commands.run(NodeCommands::Command::Boot, 3, tb.dialogs); // no window: nothing typed or logged
     ASSERT_EQ(host.typed.size(), 3);
-    const auto key = [](const char* name, int virtualKey, bool shift) {
-        KeyStroke k;
-        k.name = QLatin1String(name);
-        k.virtualKey = virtualKey;
-        k.shift = shift;
-        return k;
-    };
-    const KeyStroke f1 = key("F1", 112, true), f10 = key("F10", 121, false),
-                    shiftF10 = key("F10", 121, true);
-    EXPECT_EQ(host.typed[0], std::make_pair(qint64(42), QList<KeyStroke>{f1}));
-    EXPECT_EQ(host.typed[1].second, QList<KeyStroke>{f10});
-    EXPECT_EQ(host.typed[2].second, QList<KeyStroke>{shiftF10});
+    EXPECT_EQ(host.typed[0], std::make_pair(qint64(42), parseSendKeys(QStringLiteral("+{F1}"))));
+    EXPECT_EQ(host.typed[1].second, parseSendKeys(QStringLiteral("{F10}")));
+    EXPECT_EQ(host.typed[2].second, parseSendKeys(QStringLiteral("+{F10}")));
     // The chat needs the sysop at the console; booting does not bring it up.
     EXPECT_EQ(host.shown, (QList<std::pair<qint64, NodeHost::Show>>{{42, NodeHost::Show::Normal}}));
     EXPECT_EQ(bbsLog(), "CH 1 Entered Chat With SysOp (Shift+F1)\r\n"
                         "CH 1 User Booted Offline By SysOp (F10)\r\n"
                         "CH 1 User Booted Offline By SysOp (Shift+F10)\r\n");
-    EXPECT_TRUE(eventLog().contains(QStringLiteral("(1) Entered Chat With SysOp (Shift+F1)\r\n")));
-    EXPECT_TRUE(eventLog().contains(QStringLiteral("(1) User Booted Offline By SysOp (F10)\r\n")));
 
     occupy(2, 43);
-    commands.run(NodeCommands::Command::BootAll, 0, answers);
+    commands.run(NodeCommands::Command::BootAll, 0, tb.dialogs);
     EXPECT_EQ(host.typed.size(), 5);
     EXPECT_TRUE(bbsLog().endsWith("CH x All Users Booted Offline By SysOp\r\n"));
     EXPECT_TRUE(eventLog().endsWith(QStringLiteral("(*) All Users Booted Offline By SysOp\r\n")));
@@ -106,8 +82,7 @@ TEST_F(NodeCommandsTest, KeystrokeCommandsTypeTheBbsKeysAndLogBoth) {
     // A console that cannot take keys says so, and nothing claims the caller was booted.
     host.keysRefused = QStringLiteral("no console");
     const QByteArray before = bbsLog();
-    EXPECT_EQ(ctl(QStringLiteral("node 1 boot")),
-              QStringLiteral("node 1 cannot take keys: no console"));
+    EXPECT_EQ(ctl("node 1 boot"), QStringLiteral("node 1 cannot take keys: no console"));
     EXPECT_EQ(bbsLog(), before);
     EXPECT_TRUE(
         tb.pane.lines().last().endsWith(QStringLiteral(" : Node 1 cannot take keys: no console")));
@@ -119,9 +94,9 @@ TEST_F(NodeCommandsTest, ResetAndCloseAskOnlyAboutANodeInUseAndStopAtNo) {
     commands.run(NodeCommands::Command::Reset, 1, tb.dialogs);
     commands.run(NodeCommands::Command::Close, 1, tb.dialogs);
     ASSERT_EQ(tb.dialogs.shown.size(), 2u);
-    EXPECT_EQ(tb.dialogs.shown[0].title, QStringLiteral("KELDTS - Reset Node 1"));
+    EXPECT_EQ(tb.dialogs.shown[0].title, "KELDTS - Reset Node 1");
     EXPECT_EQ(tb.dialogs.shown[0].text.split(QLatin1Char('\n')).size(), 4);
-    EXPECT_EQ(tb.dialogs.shown[1].title, QStringLiteral("KELDTS - Close Node 1"));
+    EXPECT_EQ(tb.dialogs.shown[1].title, "KELDTS - Close Node 1");
     EXPECT_TRUE(tb.dialogs.shown[1].text.contains(
         QStringLiteral("This action will close the node window and disconnect the user.")));
     EXPECT_TRUE(QFile::exists(table.stateFilePath(1)));
@@ -135,13 +110,10 @@ TEST_F(NodeCommandsTest, ResetAndCloseAskOnlyAboutANodeInUseAndStopAtNo) {
     EXPECT_TRUE(eventLog().contains(QStringLiteral("(2) Node Closing Failure\r\n")));
     EXPECT_TRUE(tb.pane.lines().last().endsWith(QStringLiteral(" : Node 2 Closing Failed")));
 
-    // From the command line a node in use needs --yes.
-    EXPECT_TRUE(
-        ctl(QStringLiteral("node 1 reset")).endsWith(QStringLiteral("add --yes to go ahead")));
-    EXPECT_TRUE(table.isNodeInUse(1));
-    EXPECT_EQ(ctl(QStringLiteral("node 1 reset --yes")), QStringLiteral("(1) Node Reset"));
+    // The command line's --yes is the sysop's answer.
+    EXPECT_EQ(ctl("node 1 reset --yes"), QStringLiteral("(1) Node Reset"));
     EXPECT_FALSE(QFile::exists(table.stateFilePath(1)));
-    EXPECT_EQ(table.rows().value(0), QStringLiteral("Node 1 - Waiting..."));
+    EXPECT_EQ(table.rows().value(0), "Node 1 - Waiting...");
 }
 
 TEST_F(NodeCommandsTest, CloseEndsTheNodesProcessTreeAndItsFiles) {
@@ -150,22 +122,22 @@ TEST_F(NodeCommandsTest, CloseEndsTheNodesProcessTreeAndItsFiles) {
                {QStringLiteral("-c"), QStringLiteral("sleep 60 & wait")});
     ASSERT_TRUE(node.waitForStarted());
     occupy(1, 42, node.processId());
-    tb.write(QStringLiteral("KTSN1.BAT"), "@echo off\r\n");
+    tb.write("KTSN1.BAT", "@echo off\r\n");
     tb.dialogs.answers = {true};
     commands.run(NodeCommands::Command::Close, 1, tb.dialogs);
     EXPECT_TRUE(node.waitForFinished(5000));
-    EXPECT_FALSE(QFile::exists(tb.file(QStringLiteral("KTSN1.BAT"))));
+    EXPECT_FALSE(QFile::exists(tb.file("KTSN1.BAT")));
     EXPECT_FALSE(QFile::exists(table.stateFilePath(1)));
     EXPECT_TRUE(eventLog().contains(QStringLiteral("(1) Node Closed\r\n")));
 }
 
 TEST_F(NodeCommandsTest, CommandLineWordsAreCheckedBeforeAnythingRuns) {
-    EXPECT_EQ(ctl(QStringLiteral("status")), QStringLiteral("-"));
-    EXPECT_EQ(ctl(QStringLiteral("node 0 reset")), QStringLiteral("unknown node: 0"));
-    EXPECT_EQ(ctl(QStringLiteral("node 5 reset")), QStringLiteral("unknown node: 5"));
-    EXPECT_EQ(ctl(QStringLiteral("node 1 dance")), QStringLiteral("unknown node command: dance"));
-    EXPECT_TRUE(ctl(QStringLiteral("node 1")).startsWith(QStringLiteral("unknown command: usage")));
-    EXPECT_EQ(ctl(QStringLiteral("reset-all")), QStringLiteral("(*) ALL Nodes Reset"));
+    EXPECT_EQ(ctl("status"), QStringLiteral("-"));
+    EXPECT_EQ(ctl("node 0 reset"), QStringLiteral("unknown node: 0"));
+    EXPECT_EQ(ctl("node 5 reset"), QStringLiteral("unknown node: 5"));
+    EXPECT_EQ(ctl("node 1 dance"), QStringLiteral("unknown node command: dance"));
+    EXPECT_TRUE(ctl("node 1").startsWith(QStringLiteral("unknown command: usage")));
+    EXPECT_EQ(ctl("reset-all"), QStringLiteral("(*) ALL Nodes Reset"));
     EXPECT_FALSE(eventLog().isEmpty());
 }
 

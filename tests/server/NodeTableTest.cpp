@@ -2,32 +2,15 @@
 #include "data/RecordFile.h"
 #include "data/SystemConfig.h"
 #include "data/records/BoardFiles.h"
-#include "platform/NodeHost.h"
 #include "support/FakeNodeHost.h"
 #include "support/TestBoard.h"
 
 #include <QDir>
 #include <QtEndian>
 
-#include <algorithm>
-
 #include <gtest/gtest.h>
 
 namespace {
-
-class FakeHost final : public FakeNodeHost {
-  public:
-    void add(int node, qint64 handle, qint64 pid = 0) {
-        FakeNodeHost::add(NodeTable::windowTitle(node), handle, pid);
-    }
-};
-
-class RecordingLogs final : public LogSinks {
-  public:
-    void writeDebugPane(const QString& line) override { pane << line; }
-    void writeEventLog(const QString& message) override { events << message; }
-    QStringList pane, events;
-};
 
 class NodeTableTest : public ::testing::Test {
   protected:
@@ -37,26 +20,21 @@ class NodeTableTest : public ::testing::Test {
             changes << QStringLiteral("%1=%2").arg(i).arg(t);
         });
     }
-    Board& board() { return *tb.board; }
-    QString temp(const QString& name) const { return tb.file(QStringLiteral("TEMP/") + name); }
+    QString temp(const QString& name) const { return tb.file("TEMP/" + name); }
     void writeTemp(const QString& name, const QByteArray& bytes) {
-        tb.write(QStringLiteral("TEMP/") + name, bytes);
+        tb.write("TEMP/" + name, bytes);
     }
-    void setNode(int node, const QString& action, const QString& handle = QString(), int user = 0) {
-        Record r(controlLayout());
-        r.setText("action", action);
-        r.setText("handle", handle);
-        r.setI32("usernumber", user);
-        r.setText("timeon", QStringLiteral("12:30"));
+    QByteArray control() const { return tb.read("CONTROL.DAT"); }
+    void setBaud(int node, qint32 baud) {
+        Record channel(channelXLayout());
+        channel.setI32("baudrate", baud);
         QString error;
-        ASSERT_TRUE(recordfile::write(tb.file(QStringLiteral("CONTROL.DAT")), node + 1, r, &error));
+        ASSERT_TRUE(recordfile::write(tb.file("CHANNELX.CFG"), node, channel, &error));
     }
-    QByteArray control() const { return tb.read(QStringLiteral("CONTROL.DAT")); }
 
     TestBoard tb;
-    FakeHost host;
-    RecordingLogs logs;
-    NodeTable table{*tb.board, host, logs};
+    FakeNodeHost host;
+    NodeTable table{*tb.board, host, tb.logs};
     QStringList changes;
 };
 
@@ -76,11 +54,8 @@ QByteArray idleBytes(qint32 baud) {
 }
 
 TEST_F(NodeTableTest, RefreshGrowsControlDatAndKeepsSurplus) {
-    Record channel(channelXLayout());
-    channel.setI32("baudrate", 38400);
-    QString error;
-    ASSERT_TRUE(recordfile::write(tb.file(QStringLiteral("CHANNELX.CFG")), 2, channel, &error));
-    tb.write(QStringLiteral("CONTROL.DAT"), QByteArray());
+    setBaud(2, 38400);
+    tb.write("CONTROL.DAT", QByteArray());
 
     table.refreshNodeList();
     ASSERT_EQ(control().size(), 5 * 106);
@@ -90,9 +65,9 @@ TEST_F(NodeTableTest, RefreshGrowsControlDatAndKeepsSurplus) {
                                          "Node 3 - Waiting...", "Node 4 - Waiting..."}));
 
     // A torn last record is overwritten from its start; the busy record before it stays.
-    setNode(1, QStringLiteral("Chatting"));
-    tb.write(QStringLiteral("CONTROL.DAT"), control().left(2 * 106 + 50));
-    board().mainConfig.setI16("maxchannelno", 10);
+    tb.setNodeAction(1, QStringLiteral("Chatting"));
+    tb.write("CONTROL.DAT", control().left(2 * 106 + 50));
+    tb.board->mainConfig.setI16("maxchannelno", 10);
     table.refreshNodeList();
     ASSERT_EQ(control().size(), 11 * 106);
     EXPECT_EQ(control().mid(2 * 106, 106), idleBytes(38400));
@@ -101,7 +76,7 @@ TEST_F(NodeTableTest, RefreshGrowsControlDatAndKeepsSurplus) {
     EXPECT_EQ(table.rows().at(9), "Node 10 - Waiting...");
     EXPECT_TRUE(table.rows().at(0).startsWith("Node  1 - 0 -  - Chatting"));
 
-    board().mainConfig.setI16("maxchannelno", 2);
+    tb.board->mainConfig.setI16("maxchannelno", 2);
     table.refreshNodeList();
     EXPECT_EQ(control().size(), 11 * 106);
     EXPECT_EQ(table.rows(),
@@ -110,9 +85,9 @@ TEST_F(NodeTableTest, RefreshGrowsControlDatAndKeepsSurplus) {
 
 TEST_F(NodeTableTest, RowTextsAndOnlyChangedRowsAnnounced) {
     table.refreshNodeList();
-    setNode(1, QStringLiteral("  Reading Mail "), QStringLiteral(" Bob "), 7);
-    setNode(2, QStringLiteral("In the WAITING room"), QStringLiteral("Ann"), 3);
-    setNode(3, QString());
+    tb.setNodeAction(1, QStringLiteral("  Reading Mail "), QStringLiteral(" Bob "), 7);
+    tb.setNodeAction(2, QStringLiteral("In the WAITING room"), QStringLiteral("Ann"), 3);
+    tb.setNodeAction(3, QString());
     changes.clear();
     table.refreshNodeList();
     EXPECT_EQ(changes, QStringList({"0=Node 1 - 7 - Bob - Reading Mail - 12:30"}));
@@ -121,8 +96,6 @@ TEST_F(NodeTableTest, RowTextsAndOnlyChangedRowsAnnounced) {
 
     // The list calls node 2 idle, yet only the exact idle text counts for being in use.
     EXPECT_TRUE(table.isNodeInUse(2));
-    EXPECT_TRUE(table.isNodeInUse(1));
-    EXPECT_FALSE(table.isNodeInUse(4));
 }
 
 TEST_F(NodeTableTest, InUseRules) {
@@ -132,88 +105,81 @@ TEST_F(NodeTableTest, InUseRules) {
     EXPECT_FALSE(table.isNodeInUse(0));
     EXPECT_FALSE(table.isNodeInUse(-3));
 
-    board().pendingNode = 3;
+    tb.board->pendingNode = 3;
     EXPECT_TRUE(table.isNodeInUse(3));
     EXPECT_TRUE(table.isNodeInUse(0));
     EXPECT_TRUE(table.isNodeInUse(101)) << "out of range asks about all";
-    board().pendingNode = 0;
+    tb.board->pendingNode = 0;
 
-    host.add(2, 17);
+    host.add(NodeTable::windowTitle(2), 17);
     EXPECT_TRUE(table.isNodeInUse(2));
     EXPECT_TRUE(table.isNodeInUse(0));
     host.open.clear();
-    QFile::remove(temp(QStringLiteral("KELDTS.2")));
+    QFile::remove(temp("KELDTS.2"));
 
     // A window on a node beyond the end of CONTROL.DAT does not count.
-    host.add(5, 21);
+    host.add(NodeTable::windowTitle(5), 21);
     EXPECT_FALSE(table.isNodeInUse(5));
     EXPECT_FALSE(table.isNodeInUse(0));
 
-    setNode(4, QStringLiteral("waiting..."));
+    tb.setNodeAction(4, QStringLiteral("waiting..."));
     EXPECT_TRUE(table.isNodeInUse(4));
     EXPECT_TRUE(table.isNodeInUse(0));
 }
 
-TEST_F(NodeTableTest, WindowAdoptionAndStateFiles) {
-    host.add(3, 17, 4242);
-    EXPECT_EQ(table.getNodeWindow(3), 17);
-    EXPECT_EQ(tb.read(QStringLiteral("TEMP/KELDTS.3")), "4242\r\n0\r\n17\r\n0\r\n");
-    EXPECT_EQ(table.getNodeProcessId(3), 4242);
-
-    writeTemp(QStringLiteral("KELDTS.1"), "555\r\n");
-    EXPECT_EQ(table.getNodeWindow(1), 0) << "one line";
-    EXPECT_EQ(table.getNodeProcessId(1), 555);
-    writeTemp(QStringLiteral("KELDTS.1"), "555\r\n66\r\n");
-    EXPECT_EQ(table.getNodeWindow(1), 66) << "last line read";
-    writeTemp(QStringLiteral("KELDTS.1"), "555\n66\n 99 \n123\n");
-    EXPECT_EQ(table.getNodeWindow(1), 99);
-    writeTemp(QStringLiteral("KELDTS.1"), "\xff\x01junk\r\nxx\r\n");
-    EXPECT_EQ(table.getNodeWindow(1), 0);
-    EXPECT_EQ(table.getNodeProcessId(1), 0);
-    writeTemp(QStringLiteral("KELDTS.1"), QByteArray());
-    EXPECT_EQ(table.getNodeProcessId(1), 0);
+// Adopting a running node's window is seen end to end.
+TEST_F(NodeTableTest, StateFilesAreReadLineByLineAndWrittenWithAStamp) {
+    const struct {
+        QByteArray text;
+        qint64 window, pid;
+    } files[] = {{"555\r\n", 0, 555},
+                 {"555\r\n66\r\n", 66, 555},
+                 {"555\n66\n 99 \n123\n", 99, 555},
+                 {"\xff\x01junk\r\nxx\r\n", 0, 0},
+                 {"", 0, 0}};
+    for (const auto& f : files) {
+        writeTemp("KELDTS.1", f.text);
+        EXPECT_EQ(table.getNodeWindow(1), f.window) << f.text.toStdString();
+        EXPECT_EQ(table.getNodeProcessId(1), f.pid) << f.text.toStdString();
+    }
     EXPECT_EQ(table.getNodeProcessId(2), 0) << "no file";
 
     tb.clock.set(QDateTime(QDate(2026, 1, 2), QTime(3, 4, 5)));
     ASSERT_TRUE(table.writeStateFile(2, 100, 200, 300, 400));
-    EXPECT_EQ(tb.read(QStringLiteral("TEMP/KELDTS.2")),
+    EXPECT_EQ(tb.read("TEMP/KELDTS.2"),
               "100\r\n200\r\n300\r\n400\r\n\r\n"
               "This file created by KELDTS v2.6.060524 @ 03:04:05 on 01/02/2026\r\n");
     EXPECT_EQ(table.getNodeWindow(2), 300);
 }
 
 TEST_F(NodeTableTest, FreeNodeLooksAtWindowsAndStateFilesOnly) {
-    board().serverConfig.setI16("startnode", 2);
-    board().serverConfig.setI16("maxconnections", 3);
+    tb.board->serverConfig.setI16("startnode", 2);
+    tb.board->serverConfig.setI16("maxconnections", 3);
     table.refreshNodeList();
-    setNode(2, QStringLiteral("Chatting"));
+    tb.setNodeAction(2, QStringLiteral("Chatting"));
     EXPECT_EQ(table.findFreeNode(), 2);
-    host.add(2, 5);
-    writeTemp(QStringLiteral("KELDTS.3"), "1\r\n");
+    host.add(NodeTable::windowTitle(2), 5);
+    writeTemp("KELDTS.3", "1\r\n");
     EXPECT_EQ(table.findFreeNode(), 4);
-    writeTemp(QStringLiteral("KELDTS.4"), "1\r\n");
+    writeTemp("KELDTS.4", "1\r\n");
     EXPECT_EQ(table.findFreeNode(), 0);
 }
 
 TEST_F(NodeTableTest, ResetNodeRecordWritesTheIdleRecord) {
     table.refreshNodeList();
-    setNode(2, QStringLiteral("Chatting"), QStringLiteral("Bob"), 9);
-    Record channel(channelXLayout());
-    channel.setI32("baudrate", 57600);
-    QString error;
-    ASSERT_TRUE(recordfile::write(tb.file(QStringLiteral("CHANNELX.CFG")), 2, channel, &error));
+    tb.setNodeAction(2, QStringLiteral("Chatting"), QStringLiteral("Bob"), 9);
+    setBaud(2, 57600);
     const QByteArray before = control();
     table.resetNodeRecord(2);
     EXPECT_EQ(control(), before.left(2 * 106) + idleBytes(57600) + before.mid(3 * 106));
     table.resetNodeRecord(0);
     EXPECT_EQ(control().left(106), idleBytes(0));
-    EXPECT_TRUE(logs.events.isEmpty());
+    EXPECT_TRUE(tb.pane.lines().isEmpty());
 
-    QFile::remove(tb.file(QStringLiteral("CONTROL.DAT")));
-    QDir().mkdir(tb.file(QStringLiteral("CONTROL.DAT")));
+    QFile::remove(tb.file("CONTROL.DAT"));
+    QDir().mkdir(tb.file("CONTROL.DAT"));
     table.resetNodeRecord(1);
-    EXPECT_EQ(logs.pane, QStringList{"Error: Error with CONTROL.DAT"});
-    EXPECT_EQ(logs.events, QStringList{"Error with CONTROL.DAT"});
+    EXPECT_EQ(tb.pane.lines(), QStringList{"Error: Error with CONTROL.DAT"});
 }
 
 // A channel record with blank text, 115200 at `baudAt`, FOSSIL device 0 at 3F8h, IRQ 4.
@@ -233,17 +199,16 @@ TEST_F(NodeTableTest, ConfigureNodeChannelWritesFossilChannel) {
     old.setText("init1", QStringLiteral("ATZ"));
     old.setI16("lockedbaud", 1);
     QString error;
-    const QString x = tb.file(QStringLiteral("CHANNELX.CFG"));
-    ASSERT_TRUE(recordfile::write(x, 1, old, &error));
-    ASSERT_TRUE(recordfile::write(x, 2, old, &error));
+    const QString x = tb.file("CHANNELX.CFG");
+    ASSERT_TRUE(recordfile::write(x, 1, old, &error) && recordfile::write(x, 2, old, &error));
     ASSERT_TRUE(table.configureNodeChannel(2));
 
-    EXPECT_EQ(tb.read(QStringLiteral("CHANNELX.CFG")), old.bytes() + fossilChannel(204, 180));
-    EXPECT_EQ(tb.read(QStringLiteral("CHANNELS.CFG")).mid(64), fossilChannel(64, 40));
+    EXPECT_EQ(tb.read("CHANNELX.CFG"), old.bytes() + fossilChannel(204, 180));
+    EXPECT_EQ(tb.read("CHANNELS.CFG").mid(64), fossilChannel(64, 40));
 
     table.configureNodeChannel(0);
     table.configureNodeChannel(101);
-    EXPECT_EQ(tb.read(QStringLiteral("CHANNELX.CFG")).size(), 2 * 204);
+    EXPECT_EQ(tb.read("CHANNELX.CFG").size(), 2 * 204);
 }
 
 TEST_F(NodeTableTest, NodeFilesAreMadeAndPurged) {
@@ -254,28 +219,25 @@ TEST_F(NodeTableTest, NodeFilesAreMadeAndPurged) {
         writeTemp(QStringLiteral("N%1/TCPIP.CFG").arg(node), "x\r\n");
     }
     table.deleteNodeFiles(5);
-    EXPECT_FALSE(QFile::exists(temp(QStringLiteral("KELDTS.5"))));
-    EXPECT_FALSE(QFile::exists(temp(QStringLiteral("N5/TCPIP.CFG"))));
-    EXPECT_TRUE(QDir(temp(QStringLiteral("N5"))).exists());
-    writeTemp(QStringLiteral("KELDTS.5"), "1\r\n");
+    EXPECT_FALSE(QFile::exists(temp("KELDTS.5")) || QFile::exists(temp("N5/TCPIP.CFG")));
+    EXPECT_TRUE(QDir(temp("N5")).exists());
+    writeTemp("KELDTS.5", "1\r\n");
 
     table.deleteAllNodeFiles(); // telnet range 1..4
-    for (int node : {1, 2, 3, 4}) {
-        EXPECT_FALSE(QFile::exists(temp(QStringLiteral("KELDTS.%1").arg(node))));
-        EXPECT_FALSE(QFile::exists(temp(QStringLiteral("N%1/TCPIP.CFG").arg(node))));
-    }
-    EXPECT_TRUE(QFile::exists(temp(QStringLiteral("KELDTS.5"))));
+    for (int node : {1, 2, 3, 4})
+        EXPECT_FALSE(QFile::exists(temp(QStringLiteral("KELDTS.%1").arg(node))) ||
+                     QFile::exists(temp(QStringLiteral("N%1/TCPIP.CFG").arg(node))))
+            << node;
+    EXPECT_TRUE(QFile::exists(temp("KELDTS.5")));
     table.deleteNodeFiles(3); // nothing left to delete is no error
-    EXPECT_TRUE(logs.events.isEmpty());
+    EXPECT_TRUE(tb.pane.lines().isEmpty());
 
     // A state "file" that cannot be removed.
-    ASSERT_TRUE(QDir().mkpath(temp(QStringLiteral("KELDTS.2/x"))));
+    ASSERT_TRUE(QDir().mkpath(temp("KELDTS.2/x")));
     table.deleteNodeFiles(2);
     table.deleteAllNodeFiles();
-    EXPECT_EQ(logs.pane, QStringList({"Error: Error Occurred While Purging Node 2",
-                                      "Error: Error While Purging ALL Nodes"}));
-    EXPECT_EQ(logs.events, QStringList({"Error Occurred While Purging Node 2",
-                                        "Error While Purging ALL Nodes"}));
+    EXPECT_EQ(tb.pane.lines(), QStringList({"Error: Error Occurred While Purging Node 2",
+                                            "Error: Error While Purging ALL Nodes"}));
 }
 
 } // namespace

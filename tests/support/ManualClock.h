@@ -9,7 +9,6 @@ class ManualClock final : public Clock {
         : now_(at) {}
     QDateTime now() const override { return now_; }
     void set(const QDateTime& at) { now_ = at; }
-    void advance(qint64 seconds) { now_ = now_.addSecs(seconds); }
 
   private:
     QDateTime now_;

@@ -2,6 +2,7 @@
 
 #include "data/DemoBoard.h"
 #include "data/RecordFile.h"
+#include "data/records/BoardFiles.h"
 #include "platform/PlatformSettings.h"
 
 #include <QDir>
@@ -50,4 +51,29 @@ void TestBoard::setServerFlag(std::string_view field, qint16 value) const {
     Record cfg = record(serverConfigLayout(), QStringLiteral("KELDTS.CFG"));
     cfg.setI16(field, value);
     writeRecord(QStringLiteral("KELDTS.CFG"), cfg);
+}
+
+QString TestBoard::lastLogEntry() const {
+    return QString::fromLatin1(read(QStringLiteral("KELDTS.LOG")).trimmed())
+        .section(QStringLiteral("\r\n"), -1)
+        .mid(25);
+}
+
+void TestBoard::setNodeAction(int node, const QString& action, const QString& handle,
+                              int user) const {
+    Record r(controlLayout());
+    r.setText("action", action);
+    r.setText("handle", handle);
+    r.setI32("usernumber", user);
+    r.setText("timeon", QStringLiteral("12:30"));
+    QString error;
+    EXPECT_TRUE(recordfile::write(file(QStringLiteral("CONTROL.DAT")), node + 1, r, &error))
+        << error.toStdString();
+}
+
+QByteArray TestBoard::ipRecords(std::initializer_list<const char*> entries) {
+    QByteArray bytes;
+    for (const char* e : entries)
+        bytes += QByteArray(e).leftJustified(15, ' ');
+    return bytes;
 }

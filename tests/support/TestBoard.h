@@ -18,7 +18,6 @@ class TestBoard {
     explicit TestBoard(int port = 2323);
     ~TestBoard();
 
-    QString root() const { return dir_.path(); }
     QString mainDir() const { return mainDir_; }
     QString file(const QString& name) const { return mainDir_ + QLatin1Char('/') + name; }
     QByteArray read(const QString& name) const;
@@ -29,6 +28,13 @@ class TestBoard {
     void writeRecord(const QString& name, const Record& record) const;
     // Changes one i16 field of KELDTS.CFG on disk.
     void setServerFlag(std::string_view field, qint16 value) const;
+    // The newest KELDTS.LOG entry without its date and time.
+    QString lastLogEntry() const;
+    // Puts a caller doing `action` on `node` in CONTROL.DAT, on since 12:30.
+    void setNodeAction(int node, const QString& action, const QString& handle = {},
+                       int user = 0) const;
+    // KELDTSIP.DAT records holding `entries`.
+    static QByteArray ipRecords(std::initializer_list<const char*> entries);
 
     ManualClock clock;
     ScriptedDialogs dialogs;

@@ -4,7 +4,6 @@
 #include "data/forms/KeyFilterValidator.h"
 #include "support/ScriptedDialogs.h"
 
-#include <QApplication>
 #include <QLineEdit>
 #include <QTest>
 
@@ -18,13 +17,11 @@ TEST(EditorErrors, BoxesNameTheRecordAndStop) {
     editorerrors::readFailed(dialogs, QStringLiteral("door"), 7);
     editorerrors::saveFailed(dialogs, QStringLiteral("user"), 12);
     ASSERT_EQ(dialogs.shown.size(), 3u);
-    EXPECT_EQ(dialogs.shown[0].text, QStringLiteral("An error occurred; closing configuration."));
-    EXPECT_EQ(dialogs.shown[1].text,
-              QStringLiteral("Error reading door 7, closing configuration."));
-    EXPECT_EQ(dialogs.shown[2].text,
-              QStringLiteral("Error saving user 12, closing configuration."));
+    EXPECT_EQ(dialogs.shown[0].text, "An error occurred; closing configuration.");
+    EXPECT_EQ(dialogs.shown[1].text, "Error reading door 7, closing configuration.");
+    EXPECT_EQ(dialogs.shown[2].text, "Error saving user 12, closing configuration.");
     for (const auto& box : dialogs.shown) {
-        EXPECT_EQ(box.title, QStringLiteral("KELDTS - Error"));
+        EXPECT_EQ(box.title, "KELDTS - Error");
         EXPECT_EQ(box.icon, MessageIcon::Stop);
     }
 }
@@ -40,18 +37,10 @@ TEST(KeyFilterValidator, NumberBoxesRefuseLettersTypedOrPasted) {
     QLineEdit box;
     box.setValidator(new KeyFilterValidator(keyfilter::isNumberKey, &box));
     QTest::keyClicks(&box, QStringLiteral("1a2.5-"));
-    EXPECT_EQ(box.text(), QStringLiteral("12.5"));
+    EXPECT_EQ(box.text(), "12.5");
     box.clear();
     box.insert(QStringLiteral("12x"));
     EXPECT_EQ(box.text(), QString());
 }
 
 } // namespace
-
-int main(int argc, char** argv) {
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication app(argc, argv);
-    ::testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
-}
