@@ -151,11 +151,13 @@ void Admission::resolved(const QString& hostName) {
 }
 
 void Admission::negotiate() {
-    for (const QByteArray& option : admission::telnetOptions()) {
-        if (!connection_->send(option)) {
-            invalidSession();
-            return;
-        }
+    // In one piece, so that the client answers them all in one go.
+    QByteArray options;
+    for (const QByteArray& option : admission::telnetOptions())
+        options += option;
+    if (!connection_->send(options)) {
+        invalidSession();
+        return;
     }
     negotiationClock_.start();
     connect(connection_, &CallerConnection::readable, this, &Admission::negotiationRound);

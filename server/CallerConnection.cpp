@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -22,6 +23,11 @@ CallerConnection::CallerConnection(int fd, QObject* parent) : QObject(parent), f
     if (flags >= 0)
         ::fcntl(fd_, F_SETFL, flags | O_NONBLOCK);
     ::fcntl(fd_, F_SETFD, FD_CLOEXEC);
+    // A caller reads and types key by key: the node's next bytes must not wait for the ACK of
+    // the banner and options. Not every socket is TCP (tests use socket pairs); those refuse
+    // the option and lose nothing by it.
+    const int on = 1;
+    ::setsockopt(fd_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     readNotifier_ = new QSocketNotifier(fd_, QSocketNotifier::Read, this);
     readNotifier_->setEnabled(false);
     connect(readNotifier_, &QSocketNotifier::activated, this, &CallerConnection::readable);
