@@ -121,6 +121,23 @@ int connectLoopback(quint16 port) {
     return -1;
 }
 
+Received receiveSome(int fd, QByteArray* into) {
+    pollfd p{fd, POLLIN, 0};
+    const int ready = ::poll(&p, 1, 100);
+    if (ready < 0 && errno != EINTR)
+        return Received::Closed;
+    if (ready <= 0)
+        return Received::Nothing;
+    char buffer[4096];
+    const ssize_t n = ::recv(fd, buffer, sizeof buffer, 0);
+    if (n < 0 && errno == EINTR)
+        return Received::Nothing;
+    if (n <= 0)
+        return Received::Closed;
+    into->append(buffer, n);
+    return Received::Bytes;
+}
+
 Tally drive(quint16 port, int total, int concurrency) {
     Tally tally;
     std::vector<Call> calls;

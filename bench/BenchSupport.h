@@ -36,6 +36,10 @@ int listenLoopback(quint16* port);
 // A blocking connection to 127.0.0.1, or -1.
 int connectLoopback(quint16 port);
 
+// Waits up to 100 ms for bytes on `fd` and appends what came to `into`.
+enum class Received { Bytes, Nothing, Closed };
+Received receiveSome(int fd, QByteArray* into);
+
 struct Tally {
     int busy = 0;   // heard the busy text, exactly
     int other = 0;  // heard something else

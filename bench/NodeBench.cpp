@@ -58,19 +58,11 @@ Heard readUntil(int fd, const QByteArray& wanted, bool answerOptions,
     bool answered = !answerOptions;
     const auto begin = Clock::now();
     while (secondsSince(begin) * 1000 < kCallTimeoutMs) {
-        pollfd p{fd, POLLIN, 0};
-        const int ready = ::poll(&p, 1, 100);
-        if (ready < 0 && errno != EINTR)
-            return Heard::Failed;
-        if (ready <= 0)
+        const Received got = receiveSome(fd, &bytes);
+        if (got == Received::Nothing)
             continue;
-        char buffer[4096];
-        const ssize_t n = ::recv(fd, buffer, sizeof buffer, 0);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
+        if (got == Received::Closed)
             return bytes.isEmpty() ? Heard::Silent : Heard::Failed;
-        bytes.append(buffer, n);
         if (!answered && bytes.contains(kIac)) {
             answered = true;
             if (answeredAt)

@@ -164,19 +164,11 @@ int main(int argc, char** argv) {
         QByteArray bytes;
         const auto begin = Clock::now();
         while (msSince(begin) < kCallerTimeoutMs) {
-            pollfd p{caller, POLLIN, 0};
-            const int ready = ::poll(&p, 1, 100);
-            if (ready < 0 && errno != EINTR)
+            const Received got = receiveSome(caller, &bytes);
+            if (got == Received::Closed)
                 break;
-            if (ready <= 0)
+            if (got == Received::Nothing)
                 continue;
-            char buffer[4096];
-            const ssize_t n = ::recv(caller, buffer, sizeof buffer, 0);
-            if (n < 0 && errno == EINTR)
-                continue;
-            if (n <= 0)
-                break;
-            bytes.append(buffer, n);
             const qsizetype prompt = bytes.indexOf(kResolving);
             if (prompt < 0)
                 continue;
