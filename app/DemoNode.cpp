@@ -3,6 +3,7 @@
 #include "app/SysopConsole.h"
 #include "app/TelnetInput.h"
 #include "data/Board.h"
+#include "data/FileHelpers.h"
 #include "data/RecordFile.h"
 #include "data/SystemConfig.h"
 #include "data/records/BoardFiles.h"
@@ -43,19 +44,8 @@ class Caller {
   public:
     explicit Caller(int fd) : fd_(fd) {}
 
-    bool send(const QByteArray& bytes) {
-        qsizetype done = 0;
-        while (done < bytes.size()) {
-            const ssize_t n = ::send(fd_, bytes.constData() + done,
-                                     static_cast<size_t>(bytes.size() - done), MSG_NOSIGNAL);
-            if (n < 0 && errno == EINTR)
-                continue;
-            if (n <= 0)
-                return false;
-            done += n;
-        }
-        return true;
-    }
+    // A caller who left makes this fail; SIGPIPE is ignored from the start of the program.
+    bool send(const QByteArray& bytes) { return filehelpers::writeAll(fd_, bytes); }
     bool send(const QString& text) { return send(cp437::fromUnicode(text)); }
 
     // What happened next: the caller typed `value`, the sysop pressed `value` in the node's

@@ -26,6 +26,8 @@ QString getKeyValue(const QString& key, const QString& path);
 
 // The file's bytes up to the first NUL; "" when it cannot be opened.
 QByteArray readWholeFile(const QString& path);
+// Writes all of `bytes` to `fd`, over as many writes as it takes; false with errno set.
+bool writeAll(int fd, const QByteArray& bytes);
 
 // The path with every component spelt as it is on disk; "" when a component does not exist.
 QString longPath(const QString& path);

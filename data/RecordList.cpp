@@ -1,5 +1,6 @@
 #include "data/RecordList.h"
 
+#include "data/FileHelpers.h"
 #include "data/RecordFile.h"
 
 #include <QFile>
@@ -19,20 +20,6 @@ QString failure(const QString& what, const QString& path) {
         .arg(what, path, QString::fromLocal8Bit(std::strerror(errno)));
 }
 
-bool writeAll(int fd, const QByteArray& bytes) {
-    qsizetype done = 0;
-    while (done < bytes.size()) {
-        const ssize_t n =
-            ::write(fd, bytes.constData() + done, static_cast<size_t>(bytes.size() - done));
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return false;
-        done += n;
-    }
-    return true;
-}
-
 // Writes `bytes` to `target` through a new file beside it and a rename.
 bool replaceBytes(const QString& target, const QByteArray& bytes, QString* error) {
     const QString fresh = target + QStringLiteral(".NEW");
@@ -42,7 +29,7 @@ bool replaceBytes(const QString& target, const QByteArray& bytes, QString* error
         *error = failure(QStringLiteral("Cannot create"), fresh);
         return false;
     }
-    const bool written = writeAll(fd, bytes) && ::fsync(fd) == 0;
+    const bool written = filehelpers::writeAll(fd, bytes) && ::fsync(fd) == 0;
     if (::close(fd) != 0 || !written) {
         *error = failure(QStringLiteral("Cannot write"), fresh);
         ::unlink(freshName.constData());
