@@ -190,6 +190,32 @@ TEST_F(TmuxNodeHostTest, NodesGetTheirOwnCallerAreFoundByExactTitleAndFailuresLe
     descriptorsBackTo(before);
 }
 
+TEST_F(TmuxNodeHostTest, ShowGivesAnAttachCommandThatWorksAndHideDetachesItsViewers) {
+    ASSERT_EQ(QProcess::execute("tmux", {"-S", host.tmuxSocket(), "new-window", "-d", "-n",
+                                         title(1), "sleep 60"}),
+              0);
+    const qint64 window = host.findWindow(title(1));
+    QString note;
+    ASSERT_TRUE(host.show(window, NodeHost::Show::Normal, &note));
+    ASSERT_TRUE(note.startsWith(QStringLiteral("to watch it: "))) << note.toStdString();
+    // A sysop's terminal, as `script` gives the attach command one.
+    QProcess viewer;
+    viewer.start("script", {"-qc", note.mid(13), "/dev/null"});
+    const auto viewers = [&] {
+        QProcess list;
+        list.start("tmux", {"-S", host.tmuxSocket(), "list-clients", "-F", "#{window_id}"});
+        list.waitForFinished();
+        return QString::fromUtf8(list.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
+    };
+    ASSERT_TRUE(waitFor([&] { return viewers().contains(QStringLiteral("@%1").arg(window)); }))
+        << viewers().join(' ').toStdString();
+
+    ASSERT_TRUE(host.show(window, NodeHost::Show::Hidden, &note));
+    EXPECT_TRUE(viewer.waitForFinished(5000));
+    EXPECT_FALSE(viewers().contains(QStringLiteral("@%1").arg(window)));
+    EXPECT_TRUE(host.isWindow(window)) << "hiding must leave the node running";
+}
+
 TEST(TmuxServerLifetime, OutlivesTheHostOnlyWhileANodeRuns) {
     QTemporaryDir runtime, board;
     QString socket;
