@@ -328,12 +328,29 @@ bool TmuxNodeHost::ensureControlClient() {
         QStringLiteral("tmux"),
         tmuxArguments({QStringLiteral("-C"), QStringLiteral("attach-session"), QStringLiteral("-t"),
                        kSessionTarget, QStringLiteral("-f"), QStringLiteral("no-output")}));
-    if (!control_->waitForStarted(kListTimeoutMs) || !controlCommand("refresh-client -C 80x25")) {
+    if (!control_->waitForStarted(kListTimeoutMs) || !awaitAttached() ||
+        !controlCommand("refresh-client -C 80x25")) {
         control_->kill();
         control_->waitForFinished(kListTimeoutMs);
         return false;
     }
     return true;
+}
+
+bool TmuxNodeHost::awaitAttached() {
+    // Until its own first, empty reply the client is not attached, and a command that needs
+    // the client (refresh-client) would fail with "no current client".
+    QElapsedTimer clock;
+    clock.start();
+    for (;;) {
+        controlBuffer_ += control_->readAllStandardOutput();
+        if (controlBuffer_.startsWith("%end ") || controlBuffer_.contains("\n%end "))
+            return true;
+        const qint64 left = kListTimeoutMs - clock.elapsed();
+        if (left <= 0 || controlBuffer_.contains("%exit") ||
+            !control_->waitForReadyRead(static_cast<int>(left)))
+            return false;
+    }
 }
 
 std::optional<QList<QByteArray>> TmuxNodeHost::controlCommand(const QByteArray& command) {

@@ -62,6 +62,7 @@ class TmuxNodeHost : public QObject, public NodeHost {
     void fail(const QByteArray& token, const QString& error);
 
     bool ensureControlClient();
+    bool awaitAttached();
     std::optional<QList<QByteArray>> controlCommand(const QByteArray& command);
     static QList<Window> parseWindows(const QList<QByteArray>& lines);
 

@@ -210,7 +210,7 @@ TEST_F(TmuxNodeHostTest, ShowGivesAnAttachCommandThatWorksAndHideDetachesItsView
     ASSERT_TRUE(waitFor([&] { return viewers().contains(QStringLiteral("@%1").arg(window)); }))
         << viewers().join(' ').toStdString();
 
-    ASSERT_TRUE(host.show(window, NodeHost::Show::Hidden, &note));
+    ASSERT_TRUE(host.show(window, NodeHost::Show::Hidden, &note)) << note.toStdString();
     EXPECT_TRUE(viewer.waitForFinished(5000));
     EXPECT_FALSE(viewers().contains(QStringLiteral("@%1").arg(window)));
     EXPECT_TRUE(host.isWindow(window)) << "hiding must leave the node running";
