@@ -13,6 +13,8 @@
 #include <QFile>
 #include <QProcess>
 
+#include <algorithm>
+
 #include <unistd.h>
 
 namespace {
@@ -168,6 +170,25 @@ void Server::reloadConfig() {
     if (!nodes_.isNodeInUse(0))
         startListening();
     nodes_.refreshNodeList();
+}
+
+void Server::serverConfigChanged() {
+    if (!nodes_.isNodeInUse(0))
+        startListening();
+    nodes_.refreshNodeList();
+    if (board_.serverConfig.i16("mintotray") == 1) {
+        static const char* const tips[] = {"KELDTS - Stopped", "KELDTS - Online",
+                                           "KELDTS - Offline"};
+        static const int icons[] = {102, 101, 103};
+        const int state = std::clamp<int>(board_.serverState, StateStopped, StateOffline);
+        face_.trayAdd(QLatin1String(tips[state]), icons[state]);
+    } else {
+        face_.trayRemove();
+    }
+    if (board_.serverConfig.i16("updatetype") >= 1)
+        timer5_.start();
+    else
+        timer5_.stop();
 }
 
 void Server::onFatal(const QString& text) {

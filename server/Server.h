@@ -35,6 +35,9 @@ class Server : public QObject {
     void serverStop();
     void serverOffline();
     void reloadConfig();
+    // After the server configuration form saved: a new port, the node list, the tray entry and
+    // the update check follow the new settings.
+    void serverConfigChanged();
 
     // Decides whether the server may go down, asking `answers` about running nodes; when it
     // may, it saves, cleans up and emits exitRequested.

@@ -1,6 +1,7 @@
 #include "server/forms/MainWindow.h"
 
 #include "console/DebugPane.h"
+#include "data/forms/ServerConfigForm.h"
 #include "server/NodeTable.h"
 #include "server/Server.h"
 #include "server/forms/IpConfigDialog.h"
@@ -68,6 +69,8 @@ MainWindow::MainWindow(DebugPane& pane, QWidget* parent) : QMainWindow(parent) {
     QAction* exit = addMenuAction(file, "mnuFileExit", QStringLiteral("E&xit"));
     QMenu* settings = menuBar()->addMenu(QStringLiteral("&Settings"));
     settings->setObjectName(QStringLiteral("mnuSettings"));
+    QAction* serverConfig =
+        addMenuAction(settings, "mnuSettingsKeldts", QStringLiteral("&KELDTS Configuration..."));
     QAction* ipConfig =
         addMenuAction(settings, "mnuSettingsIPConfig", QStringLiteral("&IP Restrictions..."));
 
@@ -101,6 +104,11 @@ MainWindow::MainWindow(DebugPane& pane, QWidget* parent) : QMainWindow(parent) {
     connect(&pane, &DebugPane::cleared, debug_, &QPlainTextEdit::clear);
 
     connect(start_, &QAction::triggered, this, [this] { server_->serverStart(); });
+    connect(serverConfig, &QAction::triggered, this, [this] {
+        ServerConfigForm form(server_->board(), nodes_ && nodes_->isNodeInUse(0), this);
+        if (form.exec() == QDialog::Accepted)
+            server_->serverConfigChanged();
+    });
     connect(ipConfig, &QAction::triggered, this, [this] {
         IpConfigDialog form(server_->board(), this);
         form.exec();
@@ -152,6 +160,7 @@ void MainWindow::attach(Server* server, Dialogs* dialogs, NodeTable* nodes,
                         NodeCommands* commands) {
     server_ = server;
     dialogs_ = dialogs;
+    nodes_ = nodes;
     if (commands) {
         nodeMenu_ = new NodeMenu(*commands, *dialogs, this);
         nodeList_->setContextMenuPolicy(Qt::CustomContextMenu);

@@ -49,6 +49,7 @@ class MainWindow : public QMainWindow, public ConsoleFace {
 
     Server* server_ = nullptr;
     Dialogs* dialogs_ = nullptr;
+    NodeTable* nodes_ = nullptr;
     bool exiting_ = false;
     QAction* start_;
     QAction* stop_;

@@ -1,0 +1,215 @@
+#include "data/forms/TableForm.h"
+
+#include "data/KeyFilters.h"
+#include "data/TextHelpers.h"
+#include "data/forms/KeyFilterValidator.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QFormLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTabWidget>
+#include <QVBoxLayout>
+
+#include <map>
+
+namespace {
+
+using formtable::Control;
+
+QString nameOf(std::string_view field) {
+    return QString::fromLatin1(field.data(), static_cast<qsizetype>(field.size()));
+}
+
+// "lbl" and the field's name with a capital: lblTelnetport.
+QString labelNameOf(std::string_view field) {
+    QString name = nameOf(field);
+    if (!name.isEmpty())
+        name[0] = name[0].toUpper();
+    return QStringLiteral("lbl") + name;
+}
+
+QWidget* makeControl(const formtable::Entry& entry, const Field& field, QWidget* parent) {
+    switch (entry.control) {
+    case Control::Flag:
+        return new QCheckBox(QString::fromLatin1(entry.label), parent);
+    case Control::Combo: {
+        auto* combo = new QComboBox(parent);
+        combo->addItems(entry.items);
+        return combo;
+    }
+    case Control::Number: {
+        auto* box = new QLineEdit(parent);
+        box->setValidator(new KeyFilterValidator(keyfilter::isNumberKey, box));
+        // Room for every digit of the field's largest value, no more.
+        box->setMaxLength(field.type == FieldType::I32 ? 10 : 5);
+        box->setMaximumWidth(box->fontMetrics().horizontalAdvance(QLatin1Char('0')) * 12);
+        return box;
+    }
+    case Control::Text:
+        break;
+    }
+    auto* box = new QLineEdit(parent);
+    box->setMaxLength(field.width);
+    return box;
+}
+
+} // namespace
+
+TableForm::TableForm(const formtable::Table& table, const RecordLayout& layout, QWidget* parent)
+    : QDialog(parent), table_(table), layout_(layout) {
+    setObjectName(QLatin1String(table.objectName));
+    setWindowTitle(QString::fromLatin1(table.caption));
+    setModal(true);
+    auto* outer = new QVBoxLayout(this);
+
+    std::vector<QWidget*> pages;
+    if (table.tabs.isEmpty()) {
+        pages.push_back(new QWidget(this));
+        outer->addWidget(pages.back());
+    } else {
+        auto* tabs = new QTabWidget(this);
+        tabs->setObjectName(QStringLiteral("tabPages"));
+        for (const QString& tab : table.tabs) {
+            pages.push_back(new QWidget(tabs));
+            tabs->addTab(pages.back(), tab);
+        }
+        outer->addWidget(tabs);
+    }
+    for (QWidget* page : pages)
+        new QVBoxLayout(page);
+
+    // A frame, or the loose controls of a page, gets its rows in the order of the table.
+    std::map<std::pair<int, std::string_view>, QFormLayout*> rows;
+    QWidget* previous = nullptr;
+    for (const formtable::Entry& entry : table.entries) {
+        QWidget* page = pages.at(static_cast<size_t>(entry.page));
+        auto* pageLayout = static_cast<QVBoxLayout*>(page->layout());
+        QFormLayout*& form = rows[{entry.page, entry.frame ? entry.frame : ""}];
+        if (!form) {
+            if (entry.frame) {
+                auto* frame = new QGroupBox(QString::fromLatin1(entry.frame), page);
+                form = new QFormLayout(frame);
+                pageLayout->addWidget(frame);
+            } else {
+                form = new QFormLayout;
+                pageLayout->addLayout(form);
+            }
+        }
+        QWidget* control = makeControl(entry, *layout.find(entry.field), page);
+        control->setObjectName(nameOf(entry.field));
+        if (entry.control == Control::Flag) {
+            form->addRow(control);
+        } else {
+            auto* label = new QLabel(QString::fromLatin1(entry.label), page);
+            label->setObjectName(labelNameOf(entry.field));
+            label->setBuddy(control);
+            form->addRow(label, control);
+        }
+        const auto changed = [this] {
+            if (onChange)
+                onChange();
+        };
+        if (auto* box = qobject_cast<QLineEdit*>(control))
+            connect(box, &QLineEdit::textChanged, this, changed);
+        else if (auto* check = qobject_cast<QCheckBox*>(control))
+            connect(check, &QCheckBox::toggled, this, changed);
+        else if (auto* combo = qobject_cast<QComboBox*>(control))
+            connect(combo, &QComboBox::currentIndexChanged, this, changed);
+        if (previous)
+            setTabOrder(previous, control);
+        previous = control;
+    }
+    for (QWidget* page : pages)
+        static_cast<QVBoxLayout*>(page->layout())->addStretch();
+
+    auto* buttons = new QHBoxLayout;
+    buttons->addStretch();
+    auto* ok = new QPushButton(QStringLiteral("&OK"), this);
+    ok->setObjectName(QStringLiteral("cmdOK"));
+    ok->setDefault(true);
+    auto* cancel = new QPushButton(QStringLiteral("&Cancel"), this);
+    cancel->setObjectName(QStringLiteral("cmdCancel"));
+    buttons->addWidget(ok);
+    buttons->addWidget(cancel);
+    outer->addLayout(buttons);
+    if (previous)
+        setTabOrder(previous, ok);
+    setTabOrder(ok, cancel);
+    connect(ok, &QPushButton::clicked, this, [this] {
+        if (!onOk || onOk())
+            accept();
+    });
+    connect(cancel, &QPushButton::clicked, this, &QDialog::reject);
+}
+
+QWidget* TableForm::control(std::string_view field) const {
+    return findChild<QWidget*>(nameOf(field));
+}
+
+QLabel* TableForm::label(std::string_view field) const {
+    return findChild<QLabel*>(labelNameOf(field));
+}
+
+void TableForm::setFieldEnabled(std::string_view field, bool enabled) {
+    control(field)->setEnabled(enabled);
+    if (QLabel* text = label(field))
+        text->setEnabled(enabled);
+}
+
+void TableForm::load(const Record& record) {
+    for (const formtable::Entry& entry : table_.entries) {
+        QWidget* widget = control(entry.field);
+        const bool wide = layout_.find(entry.field)->type == FieldType::I32;
+        switch (entry.control) {
+        case Control::Text:
+            static_cast<QLineEdit*>(widget)->setText(record.text(entry.field).trimmed());
+            break;
+        case Control::Number:
+            static_cast<QLineEdit*>(widget)->setText(
+                QString::number(wide ? record.i32(entry.field) : qint32(record.i16(entry.field))));
+            break;
+        case Control::Flag:
+            static_cast<QCheckBox*>(widget)->setChecked(toCheck(record.i16(entry.field)) == 1);
+            break;
+        case Control::Combo:
+            static_cast<QComboBox*>(widget)->setCurrentIndex(record.i16(entry.field));
+            break;
+        }
+    }
+    if (onChange)
+        onChange();
+}
+
+void TableForm::store(Record& record) const {
+    for (const formtable::Entry& entry : table_.entries) {
+        QWidget* widget = control(entry.field);
+        switch (entry.control) {
+        case Control::Text:
+            record.setText(entry.field, static_cast<QLineEdit*>(widget)->text().trimmed());
+            break;
+        case Control::Number: {
+            const QString typed = static_cast<QLineEdit*>(widget)->text();
+            if (layout_.find(entry.field)->type == FieldType::I32)
+                record.setI32(entry.field, toInt32(typed));
+            else
+                record.setI16(entry.field, toInt16(typed));
+            break;
+        }
+        case Control::Flag:
+            record.setI16(entry.field, static_cast<QCheckBox*>(widget)->isChecked() ? 1 : 0);
+            break;
+        case Control::Combo: {
+            // A stored value that names no item stays as it was.
+            const int chosen = static_cast<QComboBox*>(widget)->currentIndex();
+            if (chosen >= 0)
+                record.setI16(entry.field, static_cast<qint16>(chosen));
+            break;
+        }
+        }
+    }
+}

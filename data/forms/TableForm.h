@@ -1,0 +1,39 @@
+#pragma once
+
+#include "data/RecordLayout.h"
+#include "data/forms/FormTable.h"
+
+#include <QDialog>
+
+#include <functional>
+
+class QLabel;
+
+// A modal settings form built from its table: tabs, frames, labelled controls named after
+// their fields, OK and Cancel. It edits nothing by itself; its owner loads a record into it and
+// decides on OK what becomes of the stored one.
+class TableForm : public QDialog {
+    Q_OBJECT
+  public:
+    TableForm(const formtable::Table& table, const RecordLayout& layout, QWidget* parent = nullptr);
+
+    // Shows the record's values: texts trimmed, numbers in decimal, flags checked when not 0.
+    void load(const Record& record);
+    // Puts the controls' values into `record`; fields the table does not name keep their bytes.
+    void store(Record& record) const;
+
+    QWidget* control(std::string_view field) const;
+    QLabel* label(std::string_view field) const;
+    // Enables a control together with its label.
+    void setFieldEnabled(std::string_view field, bool enabled);
+
+    // Runs on OK; the form closes when it returns true.
+    std::function<bool()> onOk;
+    // Runs after a load and after every change of a control: where a form keeps its rules of
+    // which controls are enabled.
+    std::function<void()> onChange;
+
+  private:
+    const formtable::Table& table_;
+    const RecordLayout& layout_;
+};
