@@ -98,17 +98,17 @@ double truncateNumber(double value) {
     return std::trunc(value);
 }
 
-namespace {
-
-double numericPrefix(const QString& text) {
+double numericValue(const QString& text) {
     static const QRegularExpression number(QStringLiteral("^\\s*[-+]?(\\d+\\.?\\d*|\\.\\d+)"));
     const QRegularExpressionMatch match = number.match(text);
     return match.hasMatch() ? match.captured(0).trimmed().toDouble() : 0.0;
 }
 
+namespace {
+
 template <typename T> T toCapped(const QString& text) {
     // Halves go to the even neighbour, as the board's conversions always did.
-    const double value = std::nearbyint(numericPrefix(text));
+    const double value = std::nearbyint(numericValue(text));
     if (value > std::numeric_limits<T>::max())
         return std::numeric_limits<T>::max();
     if (value < std::numeric_limits<T>::min())

@@ -32,6 +32,8 @@ QString sortedWords(const QString& text, const QString& delimiter);
 // The whole part of a number, never rounded.
 double truncateNumber(double value);
 
+// The number at the start of what a person typed; 0 when there is none.
+double numericValue(const QString& text);
 // The number a person typed: its numeric prefix rounded to the nearest whole number and
 // capped at the type's largest value.
 qint16 toInt16(const QString& text);

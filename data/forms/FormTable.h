@@ -15,6 +15,23 @@ enum class Control {
     Number, // a text box taking digits only, stored rounded and capped to its field
     Flag,   // a check box, stored 0 or 1; the label is its own text
     Combo,  // a drop-down list, stored as the position of the chosen item
+    Hex,    // a text box showing a 16-bit number in hexadecimal
+    Path,   // a text box of a DOS directory with its browse button
+};
+
+// What a text box takes. All but Any turn a to z into capitals as they are typed.
+enum class Keys {
+    Any,
+    Capitals, // anything
+    Letters,  // letters only
+    Path,     // what a DOS path may hold
+};
+
+// A text box's own rule.
+enum class Rule {
+    None,
+    Time,    // put in "hh:mm" form when the box is left
+    Letters, // stored as its letters, each once
 };
 
 struct Entry {
@@ -24,6 +41,8 @@ struct Entry {
     const char* frame = nullptr;
     Control control = Control::Text;
     QStringList items = {}; // a combo's item texts, in stored order
+    Keys keys = Keys::Any;
+    Rule rule = Rule::None;
 };
 
 struct Table {
@@ -31,6 +50,8 @@ struct Table {
     const char* caption;
     QStringList tabs; // empty: one page without tabs
     std::vector<Entry> entries;
+    // A number too large for its field stops the save instead of being capped.
+    bool refuseOverflow = false;
 };
 
 } // namespace formtable

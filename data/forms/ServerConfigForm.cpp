@@ -88,7 +88,8 @@ ServerConfigForm::ServerConfigForm(Board& board, bool nodeInUse, QWidget* parent
         setFieldEnabled("telnetport", !nodeInUse);
     };
     onOk = [this] {
-        store(board_.serverConfig);
+        QString unused;
+        store(board_.serverConfig, &unused); // numbers are capped here, never refused
         if (board_.serverConfig.i16("maxconnections") > kMostConnections)
             board_.serverConfig.setI16("maxconnections", kMostConnections);
         saveServerConfig(board_);

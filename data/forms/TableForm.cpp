@@ -1,7 +1,9 @@
 #include "data/forms/TableForm.h"
 
+#include "data/AccessFlags.h"
 #include "data/KeyFilters.h"
 #include "data/TextHelpers.h"
+#include "data/TimeRules.h"
 #include "data/forms/KeyFilterValidator.h"
 
 #include <QCheckBox>
@@ -15,22 +17,30 @@
 #include <QTabWidget>
 #include <QVBoxLayout>
 
+#include <cmath>
+#include <limits>
 #include <map>
 
 namespace {
 
 using formtable::Control;
+using formtable::Keys;
+using formtable::Rule;
 
 QString nameOf(std::string_view field) {
     return QString::fromLatin1(field.data(), static_cast<qsizetype>(field.size()));
 }
 
-// "lbl" and the field's name with a capital: lblTelnetport.
-QString labelNameOf(std::string_view field) {
+QString capitalised(std::string_view field) {
     QString name = nameOf(field);
     if (!name.isEmpty())
         name[0] = name[0].toUpper();
-    return QStringLiteral("lbl") + name;
+    return name;
+}
+
+// "lbl" and the field's name with a capital: lblTelnetport.
+QString labelNameOf(std::string_view field) {
+    return QStringLiteral("lbl") + capitalised(field);
 }
 
 QWidget* makeControl(const formtable::Entry& entry, const Field& field, QWidget* parent) {
@@ -46,16 +56,71 @@ QWidget* makeControl(const formtable::Entry& entry, const Field& field, QWidget*
         auto* box = new QLineEdit(parent);
         box->setValidator(new KeyFilterValidator(keyfilter::isNumberKey, box));
         // Room for every digit of the field's largest value, no more.
-        box->setMaxLength(field.type == FieldType::I32 ? 10 : 5);
+        box->setMaxLength(field.type == FieldType::I16 ? 6 : 11);
         box->setMaximumWidth(box->fontMetrics().horizontalAdvance(QLatin1Char('0')) * 12);
         return box;
     }
+    case Control::Hex: {
+        auto* box = new QLineEdit(parent);
+        box->setMaxLength(4);
+        box->setValidator(new KeyFilterValidator(
+            [](int code) {
+                return code == keyfilter::kBackspace || QChar(code).isDigit() ||
+                       (code >= 'A' && code <= 'F');
+            },
+            box, KeyFilterValidator::Letters::Capitals));
+        return box;
+    }
     case Control::Text:
+    case Control::Path:
         break;
     }
     auto* box = new QLineEdit(parent);
     box->setMaxLength(field.width);
+    const auto capitals = [box](KeyFilterValidator::Filter filter) {
+        box->setValidator(
+            new KeyFilterValidator(std::move(filter), box, KeyFilterValidator::Letters::Capitals));
+    };
+    switch (entry.keys) {
+    case Keys::Any:
+        break;
+    case Keys::Capitals:
+        capitals([](int) { return true; });
+        break;
+    case Keys::Letters:
+        capitals(keyfilter::isLetterKey);
+        break;
+    case Keys::Path:
+        capitals([](int code) { return keyfilter::isPathKey(code); });
+        break;
+    }
+    if (entry.rule == Rule::Time)
+        QObject::connect(box, &QLineEdit::editingFinished, box,
+                         [box] { box->setText(normalizeTime(box->text())); });
     return box;
+}
+
+// The text of a number box for a stored value.
+QString numberText(const Record& record, const Field& field) {
+    switch (field.type) {
+    case FieldType::I32:
+        return QString::number(record.i32(field.name));
+    case FieldType::F32:
+        return QString::number(record.f32(field.name));
+    default:
+        return QString::number(record.i16(field.name));
+    }
+}
+
+bool fitsField(double value, FieldType type) {
+    const double rounded = std::nearbyint(value);
+    if (type == FieldType::I32)
+        return rounded >= std::numeric_limits<qint32>::min() &&
+               rounded <= std::numeric_limits<qint32>::max();
+    if (type == FieldType::F32)
+        return std::abs(value) <= std::numeric_limits<float>::max();
+    return rounded >= std::numeric_limits<qint16>::min() &&
+           rounded <= std::numeric_limits<qint16>::max();
 }
 
 } // namespace
@@ -102,13 +167,29 @@ TableForm::TableForm(const formtable::Table& table, const RecordLayout& layout, 
         }
         QWidget* control = makeControl(entry, *layout.find(entry.field), page);
         control->setObjectName(nameOf(entry.field));
+        QWidget* row = control;
+        if (entry.control == Control::Path) {
+            row = new QWidget(page);
+            auto* line = new QHBoxLayout(row);
+            line->setContentsMargins(0, 0, 0, 0);
+            control->setParent(row);
+            auto* browse = new QPushButton(QStringLiteral("..."), row);
+            browse->setObjectName(browseButtonName(entry.field));
+            browse->setAutoDefault(false);
+            line->addWidget(control);
+            line->addWidget(browse);
+            connect(browse, &QPushButton::clicked, this, [this, field = entry.field] {
+                if (onBrowse)
+                    onBrowse(field);
+            });
+        }
         if (entry.control == Control::Flag) {
             form->addRow(control);
         } else {
             auto* label = new QLabel(QString::fromLatin1(entry.label), page);
             label->setObjectName(labelNameOf(entry.field));
             label->setBuddy(control);
-            form->addRow(label, control);
+            form->addRow(label, row);
         }
         const auto changed = [this] {
             if (onChange)
@@ -147,6 +228,10 @@ TableForm::TableForm(const formtable::Table& table, const RecordLayout& layout, 
     connect(cancel, &QPushButton::clicked, this, &QDialog::reject);
 }
 
+QString TableForm::browseButtonName(std::string_view field) {
+    return QStringLiteral("cmd") + capitalised(field) + QStringLiteral("Browse");
+}
+
 QWidget* TableForm::control(std::string_view field) const {
     return findChild<QWidget*>(nameOf(field));
 }
@@ -164,14 +249,18 @@ void TableForm::setFieldEnabled(std::string_view field, bool enabled) {
 void TableForm::load(const Record& record) {
     for (const formtable::Entry& entry : table_.entries) {
         QWidget* widget = control(entry.field);
-        const bool wide = layout_.find(entry.field)->type == FieldType::I32;
+        const Field& field = *layout_.find(entry.field);
         switch (entry.control) {
         case Control::Text:
+        case Control::Path:
             static_cast<QLineEdit*>(widget)->setText(record.text(entry.field).trimmed());
             break;
-        case Control::Number:
+        case Control::Hex:
             static_cast<QLineEdit*>(widget)->setText(
-                QString::number(wide ? record.i32(entry.field) : qint32(record.i16(entry.field))));
+                QString::number(static_cast<quint16>(record.i16(entry.field)), 16).toUpper());
+            break;
+        case Control::Number:
+            static_cast<QLineEdit*>(widget)->setText(numberText(record, field));
             break;
         case Control::Flag:
             static_cast<QCheckBox*>(widget)->setChecked(toCheck(record.i16(entry.field)) == 1);
@@ -185,19 +274,50 @@ void TableForm::load(const Record& record) {
         onChange();
 }
 
-void TableForm::store(Record& record) const {
+bool TableForm::store(Record& record, QString* error) const {
+    // Checked first, so that a refused save leaves the record as it was.
+    for (const formtable::Entry& entry : table_.entries) {
+        const Field& field = *layout_.find(entry.field);
+        const QString typed = entry.control == Control::Number
+                                  ? static_cast<QLineEdit*>(control(entry.field))->text()
+                                  : QString();
+        if (table_.refuseOverflow && !typed.isEmpty() &&
+            !fitsField(numericValue(typed), field.type)) {
+            *error = QStringLiteral("Overflow");
+            return false;
+        }
+    }
     for (const formtable::Entry& entry : table_.entries) {
         QWidget* widget = control(entry.field);
         switch (entry.control) {
-        case Control::Text:
-            record.setText(entry.field, static_cast<QLineEdit*>(widget)->text().trimmed());
+        case Control::Hex:
+            // Four hex digits at most, read as the 16 bits they spell: FFFF is -1.
+            record.setI16(
+                entry.field,
+                static_cast<qint16>(
+                    static_cast<QLineEdit*>(widget)->text().trimmed().toUShort(nullptr, 16)));
             break;
+        case Control::Text:
+        case Control::Path: {
+            const QString text = static_cast<QLineEdit*>(widget)->text().trimmed();
+            record.setText(entry.field, entry.rule == Rule::Letters
+                                            ? accessflags::normalizeLetters(text)
+                                            : text);
+            break;
+        }
         case Control::Number: {
             const QString typed = static_cast<QLineEdit*>(widget)->text();
-            if (layout_.find(entry.field)->type == FieldType::I32)
+            switch (layout_.find(entry.field)->type) {
+            case FieldType::I32:
                 record.setI32(entry.field, toInt32(typed));
-            else
+                break;
+            case FieldType::F32:
+                record.setF32(entry.field, static_cast<float>(numericValue(typed)));
+                break;
+            default:
                 record.setI16(entry.field, toInt16(typed));
+                break;
+            }
             break;
         }
         case Control::Flag:
@@ -212,4 +332,5 @@ void TableForm::store(Record& record) const {
         }
         }
     }
+    return true;
 }

@@ -20,13 +20,18 @@ class TableForm : public QDialog {
     // Shows the record's values: texts trimmed, numbers in decimal, flags checked when not 0.
     void load(const Record& record);
     // Puts the controls' values into `record`; fields the table does not name keep their bytes.
-    void store(Record& record) const;
+    // False, with nothing stored, when the table refuses a number too large for its field.
+    bool store(Record& record, QString* error) const;
 
     QWidget* control(std::string_view field) const;
     QLabel* label(std::string_view field) const;
     // Enables a control together with its label.
     void setFieldEnabled(std::string_view field, bool enabled);
 
+    // The browse button of a Path control: "cmd" and the field's name with a capital, "Browse".
+    static QString browseButtonName(std::string_view field);
+    // Runs when a browse button is clicked, with the field it belongs to.
+    std::function<void(std::string_view field)> onBrowse;
     // Runs on OK; the form closes when it returns true.
     std::function<bool()> onOk;
     // Runs after a load and after every change of a control: where a form keeps its rules of
