@@ -121,6 +121,11 @@ bool getSysPaths(const Board& board, bool fromCurrentDirectory, Record& sysPaths
     return recordfile::read(path, 1, sysPaths, error);
 }
 
+bool putSysPaths(const Board& board, const Record& sysPaths, QString* error) {
+    return recordfile::write(board.filePath("main", QStringLiteral("SYSPATHS.CFG")), 1, sysPaths,
+                             error);
+}
+
 ConfigLoad loadSystemConfig(Board& board) {
     const QString sysPathsFile = QDir::current().absoluteFilePath(QStringLiteral("SYSPATHS.CFG"));
     if (!QFileInfo(sysPathsFile).isFile())

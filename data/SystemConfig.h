@@ -21,6 +21,8 @@ bool getMainConfig(const Board& board, Record& mainConfig, QString* error);
 // SYSPATHS.CFG by its bare name in the current directory (`fromCurrentDirectory`, the way the
 // first read finds it) or from the main directory.
 bool getSysPaths(const Board& board, bool fromCurrentDirectory, Record& sysPaths, QString* error);
+// Writes `sysPaths` as record 1 of SYSPATHS.CFG in the main directory the board has loaded.
+bool putSysPaths(const Board& board, const Record& sysPaths, QString* error);
 
 // Writes the KELDTS.CFG image as it stands in memory.
 void saveServerConfig(Board& board);

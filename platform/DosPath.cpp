@@ -99,3 +99,27 @@ QString unmappedDriveMessage(QChar drive, const QString& dosPath) {
 QString joinDosPath(const QString& directory, const QString& name) {
     return directory.trimmed() + QLatin1Char('\\') + name;
 }
+
+QString dosPathOf(const DriveMap& drives, const QString& native) {
+    const QString path = QDir::cleanPath(native);
+    QChar best;
+    qsizetype bestLength = -1;
+    for (char letter = 'A'; letter <= 'Z'; ++letter) {
+        const QChar drive = QLatin1Char(letter);
+        if (!drives.isMapped(drive))
+            continue;
+        const QString root = drives.directoryOf(drive);
+        const QString prefix = root.endsWith(QLatin1Char('/')) ? root : root + QLatin1Char('/');
+        if ((path == root || path.startsWith(prefix)) && root.size() > bestLength) {
+            best = drive;
+            bestLength = root.size();
+        }
+    }
+    if (best.isNull())
+        return {};
+    QString rest = path.mid(bestLength);
+    rest.replace(QLatin1Char('/'), QLatin1Char('\\'));
+    if (!rest.startsWith(QLatin1Char('\\')))
+        rest.prepend(QLatin1Char('\\'));
+    return (QString(best) + QLatin1Char(':') + rest).toUpper();
+}

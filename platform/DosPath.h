@@ -32,3 +32,7 @@ QString unmappedDriveMessage(QChar drive, const QString& dosPath);
 
 // "C:\KELD" + "MAIN.CFG" -> "C:\KELD\MAIN.CFG": how the board names a file in a directory field.
 QString joinDosPath(const QString& directory, const QString& name);
+
+// The DOS spelling of a native directory: the drive whose mapped directory holds it, the
+// deepest such mapping when drives nest; empty when no drive holds it.
+QString dosPathOf(const DriveMap& drives, const QString& native);

@@ -135,7 +135,7 @@ TableForm::TableForm(const formtable::Table& table, const RecordLayout& layout, 
     std::vector<QWidget*> pages;
     if (table.tabs.isEmpty()) {
         pages.push_back(new QWidget(this));
-        outer->addWidget(pages.back());
+        pages_ = pages.back();
     } else {
         auto* tabs = new QTabWidget(this);
         tabs->setObjectName(QStringLiteral("tabPages"));
@@ -143,8 +143,9 @@ TableForm::TableForm(const formtable::Table& table, const RecordLayout& layout, 
             pages.push_back(new QWidget(tabs));
             tabs->addTab(pages.back(), tab);
         }
-        outer->addWidget(tabs);
+        pages_ = tabs;
     }
+    outer->addWidget(pages_);
     for (QWidget* page : pages)
         new QVBoxLayout(page);
 
@@ -165,7 +166,8 @@ TableForm::TableForm(const formtable::Table& table, const RecordLayout& layout, 
                 pageLayout->addLayout(form);
             }
         }
-        QWidget* control = makeControl(entry, *layout.find(entry.field), page);
+        const Field& field = *layout.find(entry.field);
+        QWidget* control = makeControl(entry, field, page);
         control->setObjectName(nameOf(entry.field));
         QWidget* row = control;
         if (entry.control == Control::Path) {
@@ -176,6 +178,10 @@ TableForm::TableForm(const formtable::Table& table, const RecordLayout& layout, 
             auto* browse = new QPushButton(QStringLiteral("..."), row);
             browse->setObjectName(browseButtonName(entry.field));
             browse->setAutoDefault(false);
+            // Room for the whole path, and a button no wider than its dots.
+            control->setMinimumWidth(
+                control->fontMetrics().horizontalAdvance(QString(field.width, QLatin1Char('X'))));
+            browse->setFixedWidth(browse->fontMetrics().horizontalAdvance(browse->text()) * 3);
             line->addWidget(control);
             line->addWidget(browse);
             connect(browse, &QPushButton::clicked, this, [this, field = entry.field] {
@@ -208,7 +214,8 @@ TableForm::TableForm(const formtable::Table& table, const RecordLayout& layout, 
     for (QWidget* page : pages)
         static_cast<QVBoxLayout*>(page->layout())->addStretch();
 
-    auto* buttons = new QHBoxLayout;
+    buttonRow_ = new QHBoxLayout;
+    QHBoxLayout* buttons = buttonRow_;
     buttons->addStretch();
     auto* ok = new QPushButton(QStringLiteral("&OK"), this);
     ok->setObjectName(QStringLiteral("cmdOK"));

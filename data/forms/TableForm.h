@@ -7,6 +7,7 @@
 
 #include <functional>
 
+class QHBoxLayout;
 class QLabel;
 
 // A modal settings form built from its table: tabs, frames, labelled controls named after
@@ -30,6 +31,11 @@ class TableForm : public QDialog {
 
     // The browse button of a Path control: "cmd" and the field's name with a capital, "Browse".
     static QString browseButtonName(std::string_view field);
+    // The pages (the tab widget, or the one page), for a form that puts them in a frame of its
+    // own, and the row of OK and Cancel, for a form with buttons of its own before them.
+    QWidget* pages() const { return pages_; }
+    QHBoxLayout* buttonRow() const { return buttonRow_; }
+
     // Runs when a browse button is clicked, with the field it belongs to.
     std::function<void(std::string_view field)> onBrowse;
     // Runs on OK; the form closes when it returns true.
@@ -39,6 +45,8 @@ class TableForm : public QDialog {
     std::function<void()> onChange;
 
   private:
+    QWidget* pages_ = nullptr;
+    QHBoxLayout* buttonRow_ = nullptr;
     const formtable::Table& table_;
     const RecordLayout& layout_;
 };

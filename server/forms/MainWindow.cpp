@@ -1,6 +1,9 @@
 #include "server/forms/MainWindow.h"
 
 #include "console/DebugPane.h"
+#include "data/forms/ChannelForm.h"
+#include "data/forms/MainConfigForm.h"
+#include "data/forms/PathsForm.h"
 #include "data/forms/ServerConfigForm.h"
 #include "server/NodeTable.h"
 #include "server/Server.h"
@@ -71,6 +74,14 @@ MainWindow::MainWindow(DebugPane& pane, QWidget* parent) : QMainWindow(parent) {
     settings->setObjectName(QStringLiteral("mnuSettings"));
     QAction* serverConfig =
         addMenuAction(settings, "mnuSettingsKeldts", QStringLiteral("&KELDTS Configuration..."));
+    QMenu* keld = settings->addMenu(QStringLiteral("K&ELD Configuration"));
+    keld->setObjectName(QStringLiteral("mnuSettingsKeldconfig"));
+    QAction* mainConfig =
+        addMenuAction(keld, "mnuSettingsKeldconfigMain", QStringLiteral("&Main Configuration..."));
+    QAction* channels = addMenuAction(keld, "mnuSettingsKeldconfigChannel",
+                                      QStringLiteral("&Channel Configuration..."));
+    QAction* paths = addMenuAction(keld, "mnuSettingsKeldconfigPaths",
+                                   QStringLiteral("&Paths Configuration..."));
     QAction* ipConfig =
         addMenuAction(settings, "mnuSettingsIPConfig", QStringLiteral("&IP Restrictions..."));
 
@@ -108,6 +119,21 @@ MainWindow::MainWindow(DebugPane& pane, QWidget* parent) : QMainWindow(parent) {
         ServerConfigForm form(server_->board(), nodes_ && nodes_->isNodeInUse(0), this);
         if (form.exec() == QDialog::Accepted)
             server_->serverConfigChanged();
+    });
+    connect(mainConfig, &QAction::triggered, this, [this] {
+        MainConfigForm form(server_->board(), this);
+        if (form.loaded())
+            form.exec();
+    });
+    connect(channels, &QAction::triggered, this, [this] {
+        ChannelForm form(server_->board(), this);
+        if (form.loaded())
+            form.exec();
+    });
+    connect(paths, &QAction::triggered, this, [this] {
+        PathsForm form(server_->board(), this);
+        if (form.loaded())
+            form.exec();
     });
     connect(ipConfig, &QAction::triggered, this, [this] {
         IpConfigDialog form(server_->board(), this);

@@ -38,7 +38,7 @@ TEST_F(ServerConfigFormTest, TheTableBuildsNamedLabelledControlsInTabOrderOnTwoP
     auto* tabs = find<QTabWidget>(form, "tabPages");
     ASSERT_EQ(tabs->count(), 2);
     EXPECT_EQ(tabs->tabText(1), QStringLiteral("&Advanced"));
-    EXPECT_EQ(find<QLabel>(form, "lblTelnetport")->text(), QStringLiteral("Telnet &Port:"));
+    EXPECT_EQ(find<QLabel>(form, "lblTelnetport")->text(), QStringLiteral("Telnet Port:"));
     EXPECT_EQ(find<QLabel>(form, "lblTelnetport")->buddy(), form.control("telnetport"));
     EXPECT_TRUE(tabs->widget(1)->isAncestorOf(form.control("maxlogsize")));
     // Tab order runs down the table: the last of the first page leads to the first of the next.

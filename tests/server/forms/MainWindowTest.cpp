@@ -7,11 +7,16 @@
 #include "support/TestBoard.h"
 
 #include <QAction>
+#include <QApplication>
+#include <QDialog>
+#include <QElapsedTimer>
 #include <QLabel>
 #include <QListWidget>
 #include <QMenu>
 #include <QPlainTextEdit>
 #include <QSignalSpy>
+#include <QTcpSocket>
+#include <QTimer>
 
 #include <gtest/gtest.h>
 
@@ -41,7 +46,7 @@ class MainWindowTest : public ::testing::Test {
         return lamp + " " + menus;
     }
 
-    TestBoard board;
+    TestBoard board{0}; // any free port
     FakeNodeHost host;
     BoardNodes nodes{*board.board, board.logs, host};
     MainWindow window{board.pane};
@@ -137,6 +142,27 @@ TEST_F(MainWindowTest, NodeListPopupActsOnTheRowUnderThePointer) {
 
     emit list->itemDoubleClicked(list->item(1));
     EXPECT_EQ(host.shown.value(0), std::make_pair(qint64(42), NodeHost::Show::Normal));
+}
+
+TEST_F(MainWindowTest, CallersAreAdmittedWhileASettingsFormIsOpen) {
+    start();
+    QTcpSocket caller;
+    QByteArray heard;
+    QTimer watch;
+    QElapsedTimer clock;
+    clock.start();
+    // Runs inside the form's own event loop: calls, and closes the form once the server spoke.
+    QObject::connect(&watch, &QTimer::timeout, [&] {
+        if (caller.state() == QAbstractSocket::UnconnectedState && heard.isEmpty())
+            caller.connectToHost(QHostAddress::LocalHost, server.listeningPort());
+        heard += caller.readAll();
+        if (auto* form = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+            form && (!heard.isEmpty() || clock.elapsed() > 10000))
+            form->reject();
+    });
+    watch.start(20);
+    child<QAction>("mnuSettingsKeldts")->trigger();
+    EXPECT_FALSE(heard.isEmpty()) << "the server did not answer while the form was open";
 }
 
 } // namespace
