@@ -23,6 +23,8 @@
 #include <QSystemTrayIcon>
 #include <QVBoxLayout>
 
+#include <type_traits>
+
 namespace {
 
 QPixmap lamp(const QColor& colour) {
@@ -120,21 +122,17 @@ MainWindow::MainWindow(DebugPane& pane, QWidget* parent) : QMainWindow(parent) {
         if (form.exec() == QDialog::Accepted)
             server_->serverConfigChanged();
     });
-    connect(mainConfig, &QAction::triggered, this, [this] {
-        MainConfigForm form(server_->board(), this);
-        if (form.loaded())
-            form.exec();
-    });
-    connect(channels, &QAction::triggered, this, [this] {
-        ChannelForm form(server_->board(), this);
-        if (form.loaded())
-            form.exec();
-    });
-    connect(paths, &QAction::triggered, this, [this] {
-        PathsForm form(server_->board(), this);
-        if (form.loaded())
-            form.exec();
-    });
+    // A board editor that could not read its file has said so and is not shown.
+    const auto editor = [this](auto* kind) {
+        return [this] {
+            std::remove_pointer_t<decltype(kind)> form(server_->board(), this);
+            if (form.loaded())
+                form.exec();
+        };
+    };
+    connect(mainConfig, &QAction::triggered, this, editor(static_cast<MainConfigForm*>(nullptr)));
+    connect(channels, &QAction::triggered, this, editor(static_cast<ChannelForm*>(nullptr)));
+    connect(paths, &QAction::triggered, this, editor(static_cast<PathsForm*>(nullptr)));
     connect(ipConfig, &QAction::triggered, this, [this] {
         IpConfigDialog form(server_->board(), this);
         form.exec();
