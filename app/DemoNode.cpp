@@ -3,11 +3,11 @@
 #include "app/SysopConsole.h"
 #include "app/TelnetInput.h"
 #include "data/Board.h"
-#include "data/FileHelpers.h"
 #include "data/RecordFile.h"
 #include "data/SystemConfig.h"
 #include "data/records/BoardFiles.h"
 #include "platform/Cp437.h"
+#include "platform/FileWrite.h"
 
 #include <QDir>
 #include <QFile>
@@ -45,7 +45,7 @@ class Caller {
     explicit Caller(int fd) : fd_(fd) {}
 
     // A caller who left makes this fail; SIGPIPE is ignored from the start of the program.
-    bool send(const QByteArray& bytes) { return filehelpers::writeAll(fd_, bytes); }
+    bool send(const QByteArray& bytes) { return filewrite::writeAll(fd_, bytes); }
     bool send(const QString& text) { return send(cp437::fromUnicode(text)); }
 
     // What happened next: the caller typed `value`, the sysop pressed `value` in the node's
@@ -142,12 +142,13 @@ class DemoNode {
 
     int run() {
         caller_.onSysop = [this](int key) { return sysopKey(key); };
-        QString error;
-        if (!getSysPaths(board_, true, board_.sysPaths, &error) ||
-            !getMainConfig(board_, board_.mainConfig, &error)) {
+        Result<> settings = getSysPaths(board_, true, board_.sysPaths);
+        if (settings)
+            settings = getMainConfig(board_, board_.mainConfig);
+        if (!settings) {
             say(QStringLiteral("Node %1: cannot read the board's settings: %2")
                     .arg(node_)
-                    .arg(error));
+                    .arg(settings.error()));
             return 1;
         }
         const QStringList tcpip =
@@ -200,12 +201,11 @@ class DemoNode {
 
     QString whoIsOnline() {
         QString list;
-        const QString path = board_.filePath("control", QStringLiteral("CONTROL.DAT"));
+        const QString path = board_.path(controlLayout());
         const int channels = board_.mainConfig.i16("maxchannelno");
         for (int node = 1; node <= channels && node <= 100; ++node) {
             Record r(controlLayout());
-            QString error;
-            if (!recordfile::read(path, node + 1, r, &error))
+            if (!recordfile::read(path, node + 1, r).ok())
                 break;
             const QString action = r.text("action");
             if (action.isEmpty() || action == QLatin1String("Waiting..."))
@@ -217,17 +217,20 @@ class DemoNode {
     }
 
     void updateRecord(const QString& action) {
-        const QString path = board_.filePath("control", QStringLiteral("CONTROL.DAT"));
+        const QString path = board_.path(controlLayout());
         Record r(controlLayout());
-        QString error;
-        recordfile::read(path, node_ + 1, r, &error);
+        // The node's own record: what it cannot read back it writes anew.
+        if (const Result<> read = recordfile::read(path, node_ + 1, r); !read)
+            say(QStringLiteral("Node %1: %2").arg(node_).arg(read.error()));
         r.setI32("baud", 11520);
         r.setText("action", action);
         r.setI32("usernumber", 1);
         r.setText("handle", name_);
         r.setText("timeon", board_.clock.now().toString(QStringLiteral("HH:mm")));
-        if (!recordfile::write(path, node_ + 1, r, &error))
-            say(QStringLiteral("Node %1: cannot update CONTROL.DAT: %2").arg(node_).arg(error));
+        if (const Result<> written = recordfile::write(path, node_ + 1, r); !written)
+            say(QStringLiteral("Node %1: cannot update CONTROL.DAT: %2")
+                    .arg(node_)
+                    .arg(written.error()));
     }
 
     int leave(const QString& how) {

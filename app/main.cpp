@@ -116,8 +116,12 @@ int runServer(QCoreApplication& app, SingleInstance& instance, bool headless,
     server.setNodeCommands(&nodeCommands);
     if (window)
         window->attach(&server, dialogs.get(), &nodes.table(), &nodeCommands);
+    // Connected before the load: a fatal settings error ends the run once its box is closed.
+    QObject::connect(
+        &server, &Server::exitRequested, &app, [&app](int code) { app.exit(code); },
+        Qt::QueuedConnection);
     if (!server.load(commandLine, startDirectory))
-        return 1;
+        return app.exec();
     if (!hostNote.isEmpty())
         logs.writeDebugPane(logs.paneTime() + QStringLiteral(" : ") + hostNote);
     for (const QString& problem : platform.problems)
@@ -128,9 +132,6 @@ int runServer(QCoreApplication& app, SingleInstance& instance, bool headless,
     TerminationSignals signalsWatcher;
     QObject::connect(&signalsWatcher, &TerminationSignals::terminationRequested, &server,
                      &Server::leaveUnattended);
-    QObject::connect(
-        &server, &Server::exitRequested, &app, [&app](int code) { app.exit(code); },
-        Qt::QueuedConnection);
     if (demoPort > 0)
         print(stdout, QStringLiteral("KELDTS demo board is up. Connect with:  telnet localhost %1")
                           .arg(demoPort));
@@ -204,12 +205,12 @@ int main(int argc, char** argv) {
         }
     }
     if (demo.wanted) {
-        QString error;
-        const QString main = writeDemoBoard(demo.options, &error);
-        if (main.isEmpty()) {
-            print(stderr, error);
+        const Result<QString> written = writeDemoBoard(demo.options);
+        if (!written) {
+            print(stderr, written.error());
             return 1;
         }
+        const QString& main = written.value();
         print(stdout,
               QStringLiteral("Demo board written to %1").arg(QDir::toNativeSeparators(main)));
         if (!demo.run)

@@ -1,8 +1,8 @@
 // Reading whole record tables through the record layer, against one raw read() of the same
-// file in the same run.
+// file in the same run; and saving one record in place, against rewriting the whole table.
 
 #include "data/RecordFile.h"
-#include "data/RecordList.h"
+#include "data/RecordTable.h"
 #include "data/records/BoardFiles.h"
 
 #include <QFile>
@@ -24,15 +24,14 @@ struct Table {
     int records;
 };
 
-Table& table(const char* name, int records) {
-    static std::map<std::string, Table*> made;
-    Table*& t = made[name];
+Table& table(const RecordLayout& layout, int records) {
+    static std::map<const RecordLayout*, Table*> made;
+    Table*& t = made[&layout];
     if (!t) {
         t = new Table;
-        const BoardFile* file = findBoardFile(name);
-        t->layout = &file->layout();
+        t->layout = &layout;
         t->records = records;
-        t->path = t->dir.filePath(QString::fromLatin1(name));
+        t->path = t->dir.filePath(layout.nameOf());
         QByteArray bytes(qsizetype(records) * t->layout->length, '\0');
         std::mt19937 random(7);
         for (char& c : bytes)
@@ -44,8 +43,8 @@ Table& table(const char* name, int records) {
     return *t;
 }
 
-void rawRead(benchmark::State& state, const char* name, int records) {
-    Table& t = table(name, records);
+void rawRead(benchmark::State& state, const RecordLayout& layout, int records) {
+    Table& t = table(layout, records);
     QByteArray buffer(qsizetype(records) * t.layout->length, '\0');
     const QByteArray path = QFile::encodeName(t.path);
     for (auto _ : state) {
@@ -63,36 +62,61 @@ void rawRead(benchmark::State& state, const char* name, int records) {
     }
 }
 
-void layerList(benchmark::State& state, const char* name, int records) {
-    Table& t = table(name, records);
-    QList<Record> all;
-    QString error;
+void layerList(benchmark::State& state, const RecordLayout& layout, int records) {
+    Table& t = table(layout, records);
     for (auto _ : state) {
-        if (!recordlist::readAll(t.path, *t.layout, &all, &error) || all.size() != records)
+        Result<QList<Record>> all = recordtable::read(t.path, *t.layout);
+        if (!all || all.value().size() != records)
             state.SkipWithError("read failed");
-        benchmark::DoNotOptimize(all.data());
+        benchmark::DoNotOptimize(all.value().data());
     }
 }
 
-void layerPerRecord(benchmark::State& state, const char* name, int records) {
-    Table& t = table(name, records);
+void layerPerRecord(benchmark::State& state, const RecordLayout& layout, int records) {
+    Table& t = table(layout, records);
     Record r(*t.layout);
-    QString error;
     for (auto _ : state) {
         for (int n = 1; n <= records; ++n) {
-            if (!recordfile::read(t.path, n, r, &error))
+            if (!recordfile::read(t.path, n, r).ok())
                 state.SkipWithError("read failed");
         }
         benchmark::DoNotOptimize(r.bytes().data());
     }
 }
 
-BENCHMARK_CAPTURE(rawRead, users, "USERFILE.DAT", 20000)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(layerList, users, "USERFILE.DAT", 20000)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(layerPerRecord, users, "USERFILE.DAT", 20000)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(rawRead, doors, "DOORS.CFG", 500)->Unit(benchmark::kMicrosecond);
-BENCHMARK_CAPTURE(layerList, doors, "DOORS.CFG", 500)->Unit(benchmark::kMicrosecond);
-BENCHMARK_CAPTURE(layerPerRecord, doors, "DOORS.CFG", 500)->Unit(benchmark::kMicrosecond);
+// A form's save of one record: the record written in place in the middle of the table.
+void saveInPlace(benchmark::State& state, const RecordLayout& layout, int records) {
+    Table& t = table(layout, records);
+    Record r(*t.layout);
+    for (auto _ : state) {
+        if (!recordfile::write(t.path, records / 2, r).ok())
+            state.SkipWithError("write failed");
+    }
+}
+
+// What a save would cost if it rewrote the table: a structural rewrite that keeps every record.
+void rewriteWhole(benchmark::State& state, const RecordLayout& layout, int records) {
+    Table& t = table(layout, records);
+    const auto same = [](const QList<Record>& all) {
+        recordtable::Rearrangement kept{all, {}};
+        for (int i = 0; i < all.size(); ++i)
+            kept.placeOfOld.append(i);
+        return std::optional(kept);
+    };
+    for (auto _ : state) {
+        if (!recordtable::rewrite(t.path, *t.layout, same).ok())
+            state.SkipWithError("rewrite failed");
+    }
+}
+
+BENCHMARK_CAPTURE(rawRead, users, userLayout(), 20000)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(layerList, users, userLayout(), 20000)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(layerPerRecord, users, userLayout(), 20000)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(rawRead, doors, doorsLayout(), 500)->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(layerList, doors, doorsLayout(), 500)->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(layerPerRecord, doors, doorsLayout(), 500)->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(saveInPlace, users, userLayout(), 20000)->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(rewriteWhole, users, userLayout(), 20000)->Unit(benchmark::kMillisecond);
 
 } // namespace
 

@@ -6,6 +6,7 @@
 #include <QLocale>
 
 #include <cerrno>
+#include <cstdio>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -16,7 +17,7 @@ namespace {
 // taken back, so the log never holds half a line.
 bool appendBytes(const QString& path, const QByteArray& bytes) {
     const int fd = ::open(QFile::encodeName(path).constData(),
-                          O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
+                          O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
     if (fd < 0)
         return false;
     struct stat before {};
@@ -33,15 +34,6 @@ bool appendBytes(const QString& path, const QByteArray& bytes) {
     if (!ok && done > 0 && ::ftruncate(fd, before.st_size) != 0)
         ok = false;
     return ::close(fd) == 0 && ok;
-}
-
-// Replaces `target` with a copy of `source` through a new file, so that a crash leaves the old
-// copy or the new one and never half of either.
-bool copyOver(const QString& source, const QString& target) {
-    const QString temporary = target + QStringLiteral(".NEW");
-    QFile::remove(temporary);
-    return QFile::copy(source, temporary) && ::rename(QFile::encodeName(temporary).constData(),
-                                                      QFile::encodeName(target).constData()) == 0;
 }
 
 const QByteArray kHeader = "KELDTS Event Log\r\n" + QByteArray(79, '-') +
@@ -64,11 +56,13 @@ bool BoardLogs::appendEventLog(const QString& message) {
         return true;
     const QString log = board_->filePath("main", QStringLiteral("KELDTS.LOG"));
     const qint32 limit = board_->serverConfig.i32("maxlogsize");
-    if (limit >= 1 && QFile::exists(log) && QFile(log).size() > limit) {
-        if (!copyOver(log, board_->filePath("main", QStringLiteral("KELDTS.OLD"))) ||
-            !QFile::remove(log))
-            return false;
-    }
+    // The old log becomes KELDTS.OLD in one rename: there is never a moment with half a copy,
+    // or with both names gone.
+    if (limit >= 1 && QFile::exists(log) && QFile(log).size() > limit &&
+        ::rename(QFile::encodeName(log).constData(),
+                 QFile::encodeName(board_->filePath("main", QStringLiteral("KELDTS.OLD")))
+                     .constData()) != 0)
+        return false;
     if (!QFile::exists(log) && !appendBytes(log, kHeader))
         return false;
     const QString stamp =

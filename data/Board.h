@@ -46,6 +46,14 @@ class Board {
     // path through the drive map. Relative paths are taken from the current directory.
     QString filePath(std::string_view directoryField, const QString& name) const;
     QString directoryPath(std::string_view directoryField) const;
+    // Where a record file lies, by its declaration; `number` fills in a numbered file's name.
+    QString path(const RecordLayout& file, int number = 0) const {
+        return filePath(file.directory, file.nameOf(number));
+    }
+    // The file a reordering of that table goes through, in the temporary directory.
+    QString workPath(const RecordLayout& file, int number = 0) const {
+        return filePath("temp", file.workNameOf(number));
+    }
 
     const Clock& clock;
     Dialogs& dialogs;

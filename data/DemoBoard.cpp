@@ -3,27 +3,29 @@
 #include "data/RecordFile.h"
 #include "data/SettingsRecords.h"
 #include "data/SystemConfig.h"
+#include "platform/FileWrite.h"
 #include "platform/PlatformSettings.h"
 
 #include <QDate>
 #include <QDir>
 #include <QFile>
 
+#include <functional>
+
 namespace {
 
-bool writeNew(const QString& path, const QByteArray& bytes, QString* error) {
+// Files the sysop already has are kept as they are.
+Result<> writeNew(const QString& path, const QByteArray& bytes) {
     if (QFile::exists(path))
-        return true;
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.flush()) {
-        *error = QStringLiteral("Cannot write %1: %2").arg(path, file.errorString());
-        return false;
-    }
-    return true;
+        return {};
+    return filewrite::replace(path, bytes);
 }
 
-bool writeNewRecord(const QString& path, const Record& record, QString* error) {
-    return QFile::exists(path) || recordfile::write(path, 1, record, error);
+Result<> writeNewRecord(const QString& main, const Record& record) {
+    const QString path = main + QLatin1Char('/') + record.layout().nameOf();
+    if (QFile::exists(path))
+        return {};
+    return recordfile::write(path, 1, record);
 }
 
 Record demoSysPaths() {
@@ -82,29 +84,30 @@ QByteArray loadBbsScript(const QString& program) {
 
 } // namespace
 
-QString writeDemoBoard(const DemoBoardOptions& options, QString* error) {
+Result<QString> writeDemoBoard(const DemoBoardOptions& options) {
     const QString root = QDir(options.directory).absolutePath();
     const QString main = root + QStringLiteral("/KELD");
     for (const char* sub : {"", "/SCRIPT", "/DATA", "/TEXT", "/TEMP", "/DB", "/SYSOP", "/FDX"}) {
-        if (!QDir().mkpath(main + QLatin1String(sub))) {
-            *error = QStringLiteral("Cannot create %1").arg(main + QLatin1String(sub));
-            return {};
-        }
+        if (!QDir().mkpath(main + QLatin1String(sub)))
+            return Failure{QStringLiteral("Cannot create %1").arg(main + QLatin1String(sub))};
     }
     const QByteArray netOnly = "This board is exchanging network mail right now.\r\n"
                                "Please call back in a little while.\r\n";
-    const bool ok =
-        writeNew(main + QStringLiteral("/KELDTS.INI"), platformSettingsText(root), error) &&
-        writeNewRecord(main + QStringLiteral("/SYSPATHS.CFG"), demoSysPaths(), error) &&
-        writeNewRecord(main + QStringLiteral("/MAIN.CFG"), demoMainConfig(), error) &&
-        writeNewRecord(main + QStringLiteral("/KELDTS.CFG"), demoServerConfig(options.port),
-                       error) &&
-        writeNew(main + QStringLiteral("/TEXT/NETONLY.TXT"), netOnly, error) &&
-        writeNew(main + QStringLiteral("/LOADBBS.BAT"), loadBbsScript(options.program), error);
-    if (!ok)
-        return {};
-    QFile::setPermissions(main + QStringLiteral("/LOADBBS.BAT"),
-                          QFile::permissions(main + QStringLiteral("/LOADBBS.BAT")) |
-                              QFile::ExeOwner | QFile::ExeGroup | QFile::ExeOther);
+    const QString loadBbs = main + QStringLiteral("/LOADBBS.BAT");
+    const std::function<Result<>()> steps[] = {
+        [&] { return writeNew(main + QStringLiteral("/KELDTS.INI"), platformSettingsText(root)); },
+        [&] { return writeNewRecord(main, demoSysPaths()); },
+        [&] { return writeNewRecord(main, demoMainConfig()); },
+        [&] { return writeNewRecord(main, demoServerConfig(options.port)); },
+        [&] { return writeNew(main + QStringLiteral("/TEXT/NETONLY.TXT"), netOnly); },
+        [&] { return writeNew(loadBbs, loadBbsScript(options.program)); },
+    };
+    for (const auto& step : steps) {
+        if (Result<> written = step(); !written)
+            return failureOf(written);
+    }
+    if (!QFile::setPermissions(loadBbs, QFile::permissions(loadBbs) | QFile::ExeOwner |
+                                            QFile::ExeGroup | QFile::ExeOther))
+        return Failure{QStringLiteral("Cannot make %1 executable").arg(loadBbs)};
     return main;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Result.h"
+
 #include <QString>
 
 struct DemoBoardOptions {
@@ -10,5 +12,5 @@ struct DemoBoardOptions {
 
 // Writes a small complete board: drive C is the demo folder, the main directory is C:\KELD.
 // Files that already exist are kept, so a sysop's changes survive a second run. Returns the
-// main directory, where the server is to be started, or an empty string with `error` set.
-QString writeDemoBoard(const DemoBoardOptions& options, QString* error);
+// main directory, where the server is to be started.
+Result<QString> writeDemoBoard(const DemoBoardOptions& options);

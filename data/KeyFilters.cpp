@@ -8,12 +8,6 @@ bool isPathKey(int code) {
            code == '\\' || (code >= 95 && code <= 122) || code == '~';
 }
 
-bool isFileNameKey(int code, const QString& mode) {
-    if (code == '.')
-        return mode.trimmed().toUpper() != QLatin1String("FORBID_EXT");
-    return isPathKey(code);
-}
-
 bool isLetterKey(int code) {
     return code == kBackspace || (code >= 'A' && code <= 'Z') || (code >= 'a' && code <= 'z');
 }

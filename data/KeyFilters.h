@@ -1,7 +1,5 @@
 #pragma once
 
-#include <QString>
-
 // Which keys a configuration text box takes, by character code. Forms turn a refused key into
 // nothing; the same rules serve typed and pasted text.
 namespace keyfilter {
@@ -9,8 +7,6 @@ namespace keyfilter {
 constexpr int kBackspace = 8;
 
 bool isPathKey(int code);
-// Mode "FORBID_EXT" refuses "."; any other mode allows it.
-bool isFileNameKey(int code, const QString& mode = QStringLiteral("ALLOW_EXT"));
 bool isLetterKey(int code);
 bool isNumberKey(int code);
 

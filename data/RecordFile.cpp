@@ -1,5 +1,7 @@
 #include "data/RecordFile.h"
 
+#include "platform/FileWrite.h"
+
 #include <QFile>
 
 #include <cerrno>
@@ -8,13 +10,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+namespace recordfile {
+
 namespace {
 
-QString describe(const QString& what, const QString& path) {
-    return QStringLiteral("%1 %2: %3")
-        .arg(what, path, QString::fromLocal8Bit(std::strerror(errno)));
-}
+using filewrite::systemFailure;
 
+// Closes on every way out; close() itself can report a write that failed late (NFS, full disk).
 class Descriptor {
   public:
     explicit Descriptor(int fd) : fd_(fd) {}
@@ -25,7 +27,6 @@ class Descriptor {
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
     int get() const { return fd_; }
-    // close() can report a write that failed late (NFS, full disk).
     bool close() {
         const int fd = fd_;
         fd_ = -1;
@@ -36,46 +37,42 @@ class Descriptor {
     int fd_;
 };
 
+off_t offsetOf(int number, int length) {
+    return static_cast<off_t>(number - 1) * length;
+}
+
 } // namespace
 
-namespace recordfile {
-
-bool read(const QString& path, int number, Record& record, QString* error) {
+Result<> read(const QString& path, int number, Record& record) {
     Descriptor fd(::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC));
-    if (fd.get() < 0) {
-        *error = describe(QStringLiteral("Cannot open"), path);
-        return false;
-    }
+    if (fd.get() < 0)
+        return systemFailure(QStringLiteral("open"), path);
     const int length = record.layout().length;
     QByteArray buffer(length, '\0');
-    off_t offset = static_cast<off_t>(number - 1) * length;
+    const off_t offset = offsetOf(number, length);
     qsizetype got = 0;
     while (got < length) {
         const ssize_t n =
             ::pread(fd.get(), buffer.data() + got, static_cast<size_t>(length - got), offset + got);
         if (n < 0 && errno == EINTR)
             continue;
-        if (n < 0) {
-            *error = describe(QStringLiteral("Cannot read"), path);
-            return false;
-        }
+        if (n < 0)
+            return systemFailure(QStringLiteral("read"), path);
         if (n == 0)
             break;
         got += n;
     }
     std::memcpy(record.bytes().data(), buffer.constData(), static_cast<size_t>(got));
-    return true;
+    return {};
 }
 
-bool write(const QString& path, int number, const Record& record, QString* error) {
+Result<> write(const QString& path, int number, const Record& record) {
     Descriptor fd(
-        ::open(QFile::encodeName(path).constData(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
-    if (fd.get() < 0) {
-        *error = describe(QStringLiteral("Cannot open"), path);
-        return false;
-    }
+        ::open(QFile::encodeName(path).constData(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666));
+    if (fd.get() < 0)
+        return systemFailure(QStringLiteral("open"), path);
     const QByteArray& bytes = record.bytes();
-    const off_t offset = static_cast<off_t>(number - 1) * bytes.size();
+    const off_t offset = offsetOf(number, static_cast<int>(bytes.size()));
     qsizetype done = 0;
     while (done < bytes.size()) {
         const ssize_t n = ::pwrite(fd.get(), bytes.constData() + done,
@@ -83,23 +80,22 @@ bool write(const QString& path, int number, const Record& record, QString* error
         if (n < 0 && errno == EINTR)
             continue;
         if (n <= 0) {
-            *error = describe(QStringLiteral("Cannot write"), path);
-            return false;
+            if (n == 0)
+                errno = EIO;
+            return systemFailure(QStringLiteral("write"), path);
         }
         done += n;
     }
-    if (!fd.close()) {
-        *error = describe(QStringLiteral("Cannot close"), path);
-        return false;
-    }
-    return true;
+    if (!fd.close())
+        return systemFailure(QStringLiteral("write"), path);
+    return {};
 }
 
-qint64 size(const QString& path) {
+Result<qint64> size(const QString& path) {
     struct stat st {};
     if (::stat(QFile::encodeName(path).constData(), &st) != 0)
-        return -1;
-    return st.st_size;
+        return systemFailure(QStringLiteral("look at"), path);
+    return qint64(st.st_size);
 }
 
 } // namespace recordfile

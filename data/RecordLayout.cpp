@@ -14,8 +14,17 @@ const Field* RecordLayout::find(std::string_view name) const {
     return nullptr;
 }
 
-bool RecordLayout::isContiguous() const {
-    return fieldsAreContiguous(fields, length);
+QString RecordLayout::nameOf(int number) const {
+    QString name = QString::fromLatin1(fileName.data(), qsizetype(fileName.size()));
+    const qsizetype numbered = name.indexOf(QLatin1String("n."));
+    if (numbered >= 0)
+        name.replace(numbered, 1, QString::number(number));
+    return name;
+}
+
+QString RecordLayout::workNameOf(int number) const {
+    const QString name = nameOf(number);
+    return name.left(name.lastIndexOf(QLatin1Char('.'))) + QStringLiteral(".TMP");
 }
 
 Record::Record(const RecordLayout& layout) : layout_(&layout), storage_(layout.length, '\0') {

@@ -15,16 +15,22 @@ struct Field {
     int width;
 };
 
-// A packed, little-endian, fixed-length record as the DOS programs lay it out. Every reader,
-// writer, form and test works from one of these tables.
+// One board file of packed, little-endian, fixed-length records as the DOS programs lay it
+// out: its name, the SYSPATHS.CFG field of its directory, its record length and its fields.
+// Every reader, writer, form and test works from one of these declarations.
 struct RecordLayout {
+    // "TEXTn.DAT": the "n" stands for the number of a numbered file, such as a section's.
     std::string_view fileName;
     int length;
     std::span<const Field> fields;
+    std::string_view directory = "main";
 
     const Field* find(std::string_view name) const;
-    // True when the fields follow each other with no gap or overlap and fill the record.
-    bool isContiguous() const;
+    // The file's name, with `number` in place of the "n" of a numbered file.
+    QString nameOf(int number = 0) const;
+    // The work file a reordering goes through in the temporary directory: "DOORS.TMP",
+    // "TEXT3.TMP".
+    QString workNameOf(int number = 0) const;
 };
 
 constexpr bool fieldsAreContiguous(std::span<const Field> fields, int length) {

@@ -34,17 +34,21 @@ void applyDefault(Record& record, const ServerConfigDefault& d, const QDate& tod
     }
 }
 
-// Steps that need the paths known: everything about KELDTS.CFG. Returns false on a file error,
-// which leaves the rest of the load undone, as the board always has.
-bool loadServerConfig(Board& board) {
+// Steps that need the paths known: everything about KELDTS.CFG. Fails on a file error, which
+// leaves the rest of the load undone, as the board always has.
+Result<> loadServerConfig(Board& board) {
     const QDate today = board.clock.now().date();
-    const QString path = board.filePath("main", QStringLiteral("KELDTS.CFG"));
-    QString error;
-    if (!QFileInfo(path).isFile() && !recordfile::write(path, 1, newServerConfig(today), &error))
-        return false;
-    const qint64 length = recordfile::size(path);
-    if (length < 0 || !recordfile::read(path, 1, board.serverConfig, &error))
-        return false;
+    const QString path = board.path(serverConfigLayout());
+    if (!QFileInfo(path).isFile()) {
+        if (Result<> created = recordfile::write(path, 1, newServerConfig(today)); !created)
+            return created;
+    }
+    const Result<qint64> size = recordfile::size(path);
+    if (!size)
+        return failureOf(size);
+    if (Result<> read = recordfile::read(path, 1, board.serverConfig); !read)
+        return read;
+    const qint64 length = size.value();
     Record& cfg = board.serverConfig;
     for (const ServerConfigDefault& d : serverConfigDefaults()) {
         if (length >= d.threshold)
@@ -54,9 +58,9 @@ bool loadServerConfig(Board& board) {
         if (d.name == "autoload" || d.name == "autoconfig")
             cfg.setI16(d.name, 0);
     }
-    if (length < cfg.layout().length && !recordfile::write(path, 1, cfg, &error))
-        return false;
-    return true;
+    if (length < cfg.layout().length)
+        return recordfile::write(path, 1, cfg);
+    return {};
 }
 
 void correctServerConfig(Board& board) {
@@ -106,34 +110,28 @@ Record newServerConfig(const QDate& today) {
     return record;
 }
 
-bool getMainConfig(const Board& board, Record& mainConfig, QString* error) {
-    if (!recordfile::read(board.filePath("main", QStringLiteral("MAIN.CFG")), 1, mainConfig, error))
-        return false;
+Result<> getMainConfig(const Board& board, Record& mainConfig) {
+    if (Result<> read = recordfile::read(board.path(mainConfigLayout()), 1, mainConfig); !read)
+        return read;
     mainConfig.setText("netlowtime", normalizeTime(mainConfig.text("netlowtime")));
     mainConfig.setText("nethightime", normalizeTime(mainConfig.text("nethightime")));
-    return true;
+    return {};
 }
 
-bool getSysPaths(const Board& board, bool fromCurrentDirectory, Record& sysPaths, QString* error) {
+Result<> getSysPaths(const Board& board, bool fromCurrentDirectory, Record& sysPaths) {
     const QString path = fromCurrentDirectory
-                             ? QDir::current().absoluteFilePath(QStringLiteral("SYSPATHS.CFG"))
-                             : board.filePath("main", QStringLiteral("SYSPATHS.CFG"));
-    return recordfile::read(path, 1, sysPaths, error);
-}
-
-bool putSysPaths(const Board& board, const Record& sysPaths, QString* error) {
-    return recordfile::write(board.filePath("main", QStringLiteral("SYSPATHS.CFG")), 1, sysPaths,
-                             error);
+                             ? QDir::current().absoluteFilePath(sysPathsLayout().nameOf())
+                             : board.path(sysPathsLayout());
+    return recordfile::read(path, 1, sysPaths);
 }
 
 ConfigLoad loadSystemConfig(Board& board) {
-    const QString sysPathsFile = QDir::current().absoluteFilePath(QStringLiteral("SYSPATHS.CFG"));
+    const QString sysPathsFile = QDir::current().absoluteFilePath(sysPathsLayout().nameOf());
     if (!QFileInfo(sysPathsFile).isFile())
         return fatal(QStringLiteral(
             "Cannot find SYSPATHS.CFG! Make sure KELDTS is in your KELD main directory."));
-    QString error;
-    if (!getSysPaths(board, true, board.sysPaths, &error))
-        return fatal(error);
+    if (Result<> read = getSysPaths(board, true, board.sysPaths); !read)
+        return fatal(read.error());
     board.sysPaths.setStr("main", board.sysPaths.str("main"));
 
     for (std::string_view field : sysPathDirectoryFields()) {
@@ -157,17 +155,16 @@ ConfigLoad loadSystemConfig(Board& board) {
             mainDos +
             QStringLiteral(" is an invalid directory! Check your path settings in KConfig."));
 
-    const QString mainCfg = board.filePath("main", QStringLiteral("MAIN.CFG"));
     const QString missingMain = QStringLiteral("Cannot find ") + mainDos +
                                 QStringLiteral("\\MAIN.CFG! Check your path settings in KConfig.");
-    if (!QFileInfo(mainCfg).isFile())
+    if (!QFileInfo(board.path(mainConfigLayout())).isFile())
         return fatal(missingMain);
-    if (!getMainConfig(board, board.mainConfig, &error))
-        return fatal(missingMain + QStringLiteral(" (") + error + QLatin1Char(')'));
+    if (Result<> read = getMainConfig(board, board.mainConfig); !read)
+        return fatal(missingMain + QStringLiteral(" (") + read.error() + QLatin1Char(')'));
     if (board.mainConfig.i16("maxchannelno") > 100)
         board.mainConfig.setI16("maxchannelno", 100);
 
-    if (!loadServerConfig(board)) {
+    if (!loadServerConfig(board).ok()) {
         board.logs.reportError(kCannotLoad);
         return {};
     }
@@ -175,22 +172,22 @@ ConfigLoad loadSystemConfig(Board& board) {
     return {};
 }
 
+Result<> writeServerConfig(const Board& board, const Record& config) {
+    if (!recordfile::write(board.path(serverConfigLayout()), 1, config).ok())
+        return Failure{QStringLiteral("Error While Saving KELDTS.CFG")};
+    return {};
+}
+
 void saveServerConfig(Board& board) {
-    QString error;
-    if (!recordfile::write(board.filePath("main", QStringLiteral("KELDTS.CFG")), 1,
-                           board.serverConfig, &error))
-        board.logs.reportError(QStringLiteral("Error While Saving KELDTS.CFG"));
+    if (Result<> written = writeServerConfig(board, board.serverConfig); !written)
+        board.logs.reportError(written.error());
 }
 
 void writeServerVersion(Board& board) {
-    const QString path = board.filePath("main", QStringLiteral("KTSDATA.DAT"));
+    const QString path = board.path(serverDataLayout());
     Record data(serverDataLayout());
-    QString error;
-    bool ok = !QFileInfo::exists(path) || recordfile::read(path, 1, data, &error);
-    if (ok) {
-        data.setStr("serverversion", Board::kVersion);
-        ok = recordfile::write(path, 1, data, &error);
-    }
-    if (!ok)
+    const bool read = !QFileInfo::exists(path) || recordfile::read(path, 1, data).ok();
+    data.setStr("serverversion", Board::kVersion);
+    if (!read || !recordfile::write(path, 1, data).ok())
         board.logs.reportError(QStringLiteral("Error While Updating KTSDATA.DAT"));
 }

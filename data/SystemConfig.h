@@ -1,11 +1,12 @@
 #pragma once
 
 #include "data/Board.h"
+#include "platform/Result.h"
 
 #include <QString>
 
 // The outcome of loading the settings. A fatal outcome ends the program after its box.
-struct ConfigLoad {
+struct [[nodiscard]] ConfigLoad {
     bool fatal = false;
     QString text;
 };
@@ -16,15 +17,16 @@ struct ConfigLoad {
 ConfigLoad loadSystemConfig(Board& board);
 
 // MAIN.CFG from the main directory, with the network period's times put in "hh:mm" form.
-bool getMainConfig(const Board& board, Record& mainConfig, QString* error);
+Result<> getMainConfig(const Board& board, Record& mainConfig);
 
 // SYSPATHS.CFG by its bare name in the current directory (`fromCurrentDirectory`, the way the
 // first read finds it) or from the main directory.
-bool getSysPaths(const Board& board, bool fromCurrentDirectory, Record& sysPaths, QString* error);
-// Writes `sysPaths` as record 1 of SYSPATHS.CFG in the main directory the board has loaded.
-bool putSysPaths(const Board& board, const Record& sysPaths, QString* error);
+Result<> getSysPaths(const Board& board, bool fromCurrentDirectory, Record& sysPaths);
 
-// Writes the KELDTS.CFG image as it stands in memory.
+// Writes `config` as KELDTS.CFG; fails as "Error While Saving KELDTS.CFG".
+Result<> writeServerConfig(const Board& board, const Record& config);
+// Writes the memory image, for callers that carry on whatever happens: a failure goes to both
+// sinks.
 void saveServerConfig(Board& board);
 
 // Puts this build's version into KTSDATA.DAT, keeping the node programs' bytes around it.

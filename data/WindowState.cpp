@@ -23,15 +23,14 @@ WindowPlacement loadWindowState(Board& board, const ScreenGeometry& geometry) {
     state.setI32("windowtop", placement.topLeft.y());
     state.setI32("windowleft", placement.topLeft.x());
     state.setI16("panelshrunk", 0);
-    const QString path = board.filePath("main", QStringLiteral("KELDTS.DAT"));
+    const QString path = board.path(windowStateLayout());
     if (board.serverConfig.i16("savewindowpos") != 1) {
         if (QFile::exists(path) && !QFile::remove(path))
             board.logs.reportError(QStringLiteral("Error While Loading KELDTS.DAT"));
         return placement;
     }
-    QString error;
-    const bool ok = (QFile::exists(path) || recordfile::write(path, 1, state, &error)) &&
-                    recordfile::read(path, 1, state, &error);
+    const bool ok = (QFile::exists(path) || recordfile::write(path, 1, state).ok()) &&
+                    recordfile::read(path, 1, state).ok();
     if (!ok) {
         board.logs.reportError(QStringLiteral("Error While Loading KELDTS.DAT"));
         return placement;
@@ -49,7 +48,7 @@ WindowPlacement loadWindowState(Board& board, const ScreenGeometry& geometry) {
 
 void saveWindowState(Board& board, const QPoint& lastTopLeft, const ScreenGeometry& geometry) {
     Record& state = board.windowState;
-    const QString path = board.filePath("main", QStringLiteral("KELDTS.DAT"));
+    const QString path = board.path(windowStateLayout());
     if (board.serverConfig.i16("savewindowpos") != 1) {
         if (QFile::exists(path) && !QFile::remove(path))
             board.logs.reportError(QStringLiteral("Error While Saving KELDTS.DAT"));
@@ -61,7 +60,6 @@ void saveWindowState(Board& board, const QPoint& lastTopLeft, const ScreenGeomet
         state.setI32("windowtop", lastTopLeft.y());
         state.setI32("windowleft", lastTopLeft.x());
     }
-    QString error;
-    if (!recordfile::write(path, 1, state, &error))
+    if (!recordfile::write(path, 1, state).ok())
         board.logs.reportError(QStringLiteral("Error While Saving KELDTS.DAT"));
 }

@@ -12,12 +12,16 @@ void printBox(const QString& prefix, const QString& title, const QString& text) 
 }
 } // namespace
 
-void DefaultAnswerDialogs::message(const QString& title, const QString& text, MessageIcon) {
+void DefaultAnswerDialogs::message(const QString& title, const QString& text, MessageIcon,
+                                   Dismissed dismissed) {
     printBox(prefix_, title, text);
+    if (dismissed)
+        dismissed();
 }
 
-bool DefaultAnswerDialogs::askYesNo(const QString& title, const QString& text, bool defaultYes) {
+void DefaultAnswerDialogs::ask(const QString& title, const QString& text, bool defaultYes,
+                               Answered answered) {
     printBox(prefix_, title,
              text + (defaultYes ? QLatin1String(" [Yes]") : QLatin1String(" [No]")));
-    return defaultYes;
+    answered(defaultYes);
 }

@@ -1,8 +1,8 @@
 #include "server/IpFilter.h"
 #include "server/IpList.h"
 
-#include "data/RecordList.h"
-#include "data/TimeRules.h"
+#include "data/RecordTable.h"
+#include "data/TextHelpers.h"
 #include "data/records/BoardFiles.h"
 
 #include <QFile>
@@ -31,19 +31,18 @@ bool matches(const QStringList& record, const QStringList& address) {
 
 bool isIpAllowed(const Board& board, const QString& address) {
     const bool blockList = board.serverConfig.i16("ipfiltermode") == 0;
-    const QString path = iplist::path(board);
+    const QString path = board.path(ipFilterLayout());
     if (!QFile::exists(path))
         return blockList;
-    QList<Record> records;
-    QString error;
-    if (!recordlist::readAll(path, ipFilterLayout(), &records, &error))
+    const Result<QList<Record>> records = recordtable::read(path, ipFilterLayout());
+    if (!records)
         return false;
     // An IPv6 address has no dotted parts; taking its leading numbers would let it match
     // records it has nothing to do with.
     const bool dotted = !address.contains(QLatin1Char(':'));
     const QStringList parts = fourParts(address);
     bool matched = false;
-    for (const Record& r : records) {
+    for (const Record& r : records.value()) {
         if (dotted && matches(fourParts(r.text("address")), parts)) {
             matched = true;
             break;
@@ -61,9 +60,8 @@ void blockNodeCaller(Board& board, int node) {
     }
     tcpip.readLine(4096);
     const QString address = QString::fromLatin1(tcpip.readLine(4096)).trimmed();
-    QString error;
-    if (!iplist::add(board, address, &error)) {
-        board.logs.reportError(error);
+    if (Result<> added = iplist::add(board, address); !added) {
+        board.logs.reportError(added.error());
         return;
     }
     board.logs.writeDebugPane(time + QStringLiteral(" : ") + address +

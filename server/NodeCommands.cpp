@@ -7,7 +7,6 @@
 #include "server/IpFilter.h"
 #include "server/NodeTable.h"
 
-#include <QCoreApplication>
 #include <QFile>
 #include <QHash>
 
@@ -49,15 +48,18 @@ const char* const kLoginAgain = "If you reset a node while a user is using it, t
                                 "to login again to continue using the BBS.";
 const char* const kProceed = "Do you want to proceed?";
 
-// Answers for a command line: Yes to everything with --yes; otherwise No, remembering that a
-// question stood in the way.
+// Answers for a command line, at once: Yes to everything with --yes; otherwise No, remembering
+// that a question stood in the way.
 class CommandLineAnswers final : public Dialogs {
   public:
     explicit CommandLineAnswers(bool yes) : yes_(yes) {}
-    void message(const QString&, const QString&, MessageIcon) override {}
-    bool askYesNo(const QString&, const QString&, bool) override {
+    void message(const QString&, const QString&, MessageIcon, Dismissed dismissed) override {
+        if (dismissed)
+            dismissed();
+    }
+    void ask(const QString&, const QString&, bool, Answered answered) override {
         refused_ = refused_ || !yes_;
-        return yes_;
+        answered(yes_);
     }
     bool refused() const { return refused_; }
 
@@ -94,36 +96,68 @@ QStringList NodeCommands::popupEntries(int node) {
     return entries;
 }
 
-QString NodeCommands::run(Command command, int node, Dialogs& answers) {
+void NodeCommands::run(Command command, int node, Dialogs& answers, Done done) {
+    const auto finish = [&done](const QString& outcome) {
+        if (done)
+            done(outcome);
+    };
     switch (command) {
     case Command::Show:
-        return showNode(node, NodeHost::Show::Normal);
+        return finish(showNode(node, NodeHost::Show::Normal));
     case Command::Hide:
-        return showNode(node, NodeHost::Show::Hidden);
+        return finish(showNode(node, NodeHost::Show::Hidden));
     case Command::ShowAll:
-        return showAllNodes(NodeHost::Show::Minimized);
+        return finish(showAllNodes(NodeHost::Show::Minimized));
     case Command::HideAll:
-        return showAllNodes(NodeHost::Show::Hidden);
+        return finish(showAllNodes(NodeHost::Show::Hidden));
     case Command::Chat:
     case Command::Boot:
     case Command::LineNoise:
-        return typeKeys(command, node);
+        return finish(typeKeys(command, node));
     case Command::BootAll:
-        return bootAll();
+        return finish(bootAll());
     case Command::Edit:
         // The user editor comes with the user accounts; until then there is nothing to open.
-        return QStringLiteral("there is no user editor yet");
+        return finish(QStringLiteral("there is no user editor yet"));
     case Command::Close:
-        return closeNode(node, answers);
+        return askFirst(
+            table_.isNodeInUse(node), answers, QStringLiteral("KELDTS - Close Node %1").arg(node),
+            question({kSomeoneOnNode,
+                      "This action will close the node window and disconnect the "
+                      "user.",
+                      kCheckNode, kProceed}),
+            QStringLiteral("node %1 left alone").arg(node),
+            [this, node] { return closeNode(node); }, done);
     case Command::Reset:
-        return resetNode(node, answers);
+        return askFirst(
+            table_.isNodeInUse(node), answers, QStringLiteral("KELDTS - Reset Node %1").arg(node),
+            question({kSomeoneOnNode, kLoginAgain, kCheckNode, kProceed}),
+            QStringLiteral("node %1 left alone").arg(node),
+            [this, node] { return resetNode(node); }, done);
     case Command::ResetAll:
-        return resetAllNodes(answers);
+        return askFirst(
+            table_.isNodeInUse(0), answers, QStringLiteral("KELDTS - Reset All Nodes"),
+            question({"KELDTS detects that users might currently be using the BBS.", kLoginAgain,
+                      "Please be sure that no users are currently online before continuing!",
+                      kProceed}),
+            QStringLiteral("nodes left alone"), [this] { return resetAllNodes(); }, done);
     case Command::BlockIp:
         blockNodeCaller(board_, node);
-        return QStringLiteral("node %1: caller's address handled, see the log").arg(node);
+        return finish(QStringLiteral("node %1: caller's address handled, see the log").arg(node));
     }
-    return {};
+}
+
+void NodeCommands::askFirst(bool ask, Dialogs& answers, const QString& title,
+                            const QString& question, const QString& refusal,
+                            const std::function<QString()>& act, const Done& done) {
+    const auto finish = [act, refusal, done](bool yes) {
+        const QString outcome = yes ? act() : refusal;
+        if (done)
+            done(outcome);
+    };
+    if (!ask)
+        return finish(true);
+    answers.ask(title, question, false, finish);
 }
 
 void NodeCommands::reportTrap(const QString& head, const QStringList& details,
@@ -217,21 +251,12 @@ QString NodeCommands::bootAll() {
         if (window != 0 && !host_.sendKeys(window, f10, &why))
             logs_.writeDebugPane(
                 QStringLiteral("%1 : Node %2 cannot take keys: %3").arg(time()).arg(node).arg(why));
-        QCoreApplication::processEvents();
     }
     return logBoth(QStringLiteral("CH x All Users Booted Offline By SysOp"),
                    QStringLiteral("(*) All Users Booted Offline By SysOp"));
 }
 
-QString NodeCommands::closeNode(int node, Dialogs& answers) {
-    if (table_.isNodeInUse(node) &&
-        !answers.askYesNo(QStringLiteral("KELDTS - Close Node %1").arg(node),
-                          question({kSomeoneOnNode,
-                                    "This action will close the node window and disconnect the "
-                                    "user.",
-                                    kCheckNode, kProceed}),
-                          false))
-        return QStringLiteral("node %1 left alone").arg(node);
+QString NodeCommands::closeNode(int node) {
     if (!killProcessTree(table_.getNodeProcessId(node), false)) {
         logs_.writeDebugPane(QStringLiteral("%1 : Node %2 Closing Failed").arg(time()).arg(node));
         logs_.writeEventLog(QStringLiteral("(%1) Node Closing Failure").arg(node));
@@ -251,11 +276,7 @@ QString NodeCommands::closeNode(int node, Dialogs& answers) {
     return QStringLiteral("(%1) Node Closed").arg(node);
 }
 
-QString NodeCommands::resetNode(int node, Dialogs& answers) {
-    if (table_.isNodeInUse(node) &&
-        !answers.askYesNo(QStringLiteral("KELDTS - Reset Node %1").arg(node),
-                          question({kSomeoneOnNode, kLoginAgain, kCheckNode, kProceed}), false))
-        return QStringLiteral("node %1 left alone").arg(node);
+QString NodeCommands::resetNode(int node) {
     table_.resetNodeRecord(node);
     table_.deleteNodeFiles(node);
     table_.refreshNodeList();
@@ -264,19 +285,10 @@ QString NodeCommands::resetNode(int node, Dialogs& answers) {
     return QStringLiteral("(%1) Node Reset").arg(node);
 }
 
-QString NodeCommands::resetAllNodes(Dialogs& answers) {
-    if (table_.isNodeInUse(0) &&
-        !answers.askYesNo(
-            QStringLiteral("KELDTS - Reset All Nodes"),
-            question({"KELDTS detects that users might currently be using the BBS.", kLoginAgain,
-                      "Please be sure that no users are currently online before continuing!",
-                      kProceed}),
-            false))
-        return QStringLiteral("nodes left alone");
+QString NodeCommands::resetAllNodes() {
     for (int node = 1; node <= table_.maxChannel(); ++node) {
         table_.resetNodeRecord(node);
         table_.deleteNodeFiles(node);
-        QCoreApplication::processEvents();
     }
     table_.refreshNodeList();
     logs_.writeDebugPane(QStringLiteral("%1 : ALL Nodes Reset").arg(time()));
@@ -316,7 +328,9 @@ std::optional<QString> NodeCommands::control(const QStringList& request) {
     }
     if (!command)
         return std::nullopt;
-    const QString result = run(*command, node, answers);
+    // The command line's answers come at once, so the outcome is in before run() returns.
+    QString result;
+    run(*command, node, answers, [&result](const QString& outcome) { result = outcome; });
     if (answers.refused())
         return result + QStringLiteral(": a caller may be on it; add --yes to go ahead");
     return result;

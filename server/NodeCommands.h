@@ -5,6 +5,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
 #include <optional>
 
 class Board;
@@ -38,8 +39,11 @@ class NodeCommands {
 
     // The object names of the popup's entries offered for `node` (0: no row under the pointer).
     QStringList popupEntries(int node);
-    // Runs `command` on `node`; questions go to `answers`. Returns what came of it in a line.
-    QString run(Command command, int node, Dialogs& answers);
+    using Done = std::function<void(const QString& outcome)>;
+
+    // Runs `command` on `node`; questions go to `answers`, which must outlive them. `done` gets
+    // what came of it in a line, once the answers are in.
+    void run(Command command, int node, Dialogs& answers, Done done = {});
     // A `keldts ctl` request: "node N show|hide|chat|boot|noise|close|reset|block" or
     // "reset-all|boot-all", each optionally with "--yes" to answer the questions. Nothing when
     // the words are not a node command.
@@ -50,9 +54,12 @@ class NodeCommands {
     QString showAllNodes(NodeHost::Show how);
     QString typeKeys(Command command, int node);
     QString bootAll();
-    QString closeNode(int node, Dialogs& answers);
-    QString resetNode(int node, Dialogs& answers);
-    QString resetAllNodes(Dialogs& answers);
+    QString closeNode(int node);
+    QString resetNode(int node);
+    QString resetAllNodes();
+    // Asks `question` when `ask` holds, then does `act`; without a Yes `refusal` is the outcome.
+    void askFirst(bool ask, Dialogs& answers, const QString& title, const QString& question,
+                  const QString& refusal, const std::function<QString()>& act, const Done& done);
     // Writes the keystroke command's lines to BBS.LOG and the event log; returns the latter.
     QString logBoth(const QString& bbsLine, const QString& eventLine);
     void reportTrap(const QString& head, const QStringList& details, const QString& logText);

@@ -1,14 +1,16 @@
 #include "server/NodeTable.h"
 
 #include "data/RecordFile.h"
+#include "data/TextHelpers.h"
 #include "data/records/BoardFiles.h"
+#include "data/records/Channels.h"
+#include "platform/FileWrite.h"
 #include "platform/NodeHost.h"
 #include "server/NodeFiles.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 
 #include <algorithm>
 
@@ -16,19 +18,6 @@ namespace {
 
 constexpr int kHighestNode = 100;
 const QString kIdleAction = QStringLiteral("Waiting...");
-
-// The number a line starts with, the way the node tools write them; anything else reads as 0.
-qint64 leadingNumber(const QString& line) {
-    const QString text = line.trimmed();
-    qsizetype i = 0;
-    bool negative = false;
-    if (i < text.size() && (text[i] == u'-' || text[i] == u'+'))
-        negative = text[i++] == u'-';
-    qint64 value = 0;
-    for (int digits = 0; i < text.size() && text[i].isDigit() && digits < 18; ++i, ++digits)
-        value = value * 10 + text[i].digitValue();
-    return negative ? -value : value;
-}
 
 // Up to `limit` lines of a small text file. A state file is a handful of short lines; a huge
 // one is garbage and only its start is looked at.
@@ -57,8 +46,7 @@ bool writeLines(const QString& path, const QStringList& lines) {
     QByteArray bytes;
     for (const QString& line : lines)
         bytes += line.toLatin1() + "\r\n";
-    QSaveFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.commit();
+    return filewrite::replace(path, bytes).ok();
 }
 
 bool removeIfPresent(const QString& path) {
@@ -86,7 +74,7 @@ QString NodeTable::nodeDirectoryPath(int node) const {
 }
 
 QString NodeTable::controlPath() const {
-    return board_.filePath("control", QStringLiteral("CONTROL.DAT"));
+    return board_.path(controlLayout());
 }
 
 int NodeTable::maxChannel() const {
@@ -146,14 +134,13 @@ bool NodeTable::isNodeInUse(int node) {
     if (node < 0 || node > kHighestNode)
         node = 0;
     const QString path = controlPath();
-    const qint64 size = recordfile::size(path);
-    const qint64 highest = size < 0 ? 0 : size / controlLayout().length - 1;
+    const Result<qint64> size = recordfile::size(path);
+    const qint64 highest = size.ok() ? size.value() / controlLayout().length - 1 : 0;
 
     // Only the exact idle text counts as idle here, unlike in the list.
     auto busy = [&](int n, bool* readable) {
         Record record(controlLayout());
-        QString error;
-        *readable = recordfile::read(path, n + 1, record, &error);
+        *readable = recordfile::read(path, n + 1, record).ok();
         return *readable && record.text("action") != kIdleAction;
     };
 
@@ -184,12 +171,11 @@ Record NodeTable::idleRecord(int node, bool* ok) const {
     Record record(controlLayout());
     bool readable = true;
     if (node > 0) {
-        const QString channels = board_.filePath("main", QStringLiteral("CHANNELX.CFG"));
+        const QString channels = board_.path(channelXLayout());
         // A board without channel records yet simply has no rate to copy.
         if (QFileInfo::exists(channels)) {
             Record channel(channelXLayout());
-            QString error;
-            readable = recordfile::read(channels, node, channel, &error);
+            readable = recordfile::read(channels, node, channel).ok();
             if (readable)
                 record.setI32("baud", channel.i32("baudrate"));
         }
@@ -205,10 +191,9 @@ Record NodeTable::idleRecord(int node, bool* ok) const {
 
 void NodeTable::resetNodeRecord(int node) {
     bool ok = node >= 0;
-    QString error;
     if (ok) {
         const Record record = idleRecord(node, &ok);
-        ok = ok && recordfile::write(controlPath(), node + 1, record, &error);
+        ok = ok && recordfile::write(controlPath(), node + 1, record).ok();
     }
     if (!ok)
         logs_.reportError(QStringLiteral("Error with CONTROL.DAT"));
@@ -310,17 +295,9 @@ bool NodeTable::makeNodeDirectory(int node) {
 bool NodeTable::configureNodeChannel(int node) {
     if (node < 1 || node > kHighestNode)
         return true;
-    QString error;
     bool ok = true;
-    for (const RecordLayout* layout : {&channelXLayout(), &channelsLayout()}) {
-        Record channel(*layout);
-        channel.setI32("baudrate", 115200);
-        channel.setI16("serialport", 65); // "Fossil Device 0"
-        channel.setI16("baseaddy", 0x3F8);
-        channel.setI16("irq", 4);
-        const QString path = board_.filePath("main", QString::fromLatin1(layout->fileName));
-        ok = recordfile::write(path, node, channel, &error) && ok;
-    }
+    for (const RecordLayout* layout : {&channelXLayout(), &channelsLayout()})
+        ok = recordfile::write(board_.path(*layout), node, fossilChannel(*layout)).ok() && ok;
     return ok;
 }
 

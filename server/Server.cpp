@@ -9,7 +9,6 @@
 #include "server/TelnetListener.h"
 #include "server/UpdateSchedule.h"
 
-#include <QCoreApplication>
 #include <QFile>
 #include <QProcess>
 
@@ -26,6 +25,12 @@ Server::Server(Board& board, BoardLogs& logs, DebugPane& pane, NodeServices& nod
     : QObject(parent), board_(board), logs_(logs), pane_(pane), nodes_(nodes), face_(face),
       listener_(new TelnetListener(this)),
       ipFilter_([this](const QString& ip) { return isIpAllowed(board_, ip); }) {
+    // The timers keep the names they have always had, Timer1 to Timer5, and can be found by them.
+    int number = 0;
+    for (QTimer* timer : {&timer1_, &timer2_, &timer3_, &timer4_, &timer5_}) {
+        timer->setParent(this);
+        timer->setObjectName(QStringLiteral("Timer%1").arg(++number));
+    }
     timer1_.setInterval(1000);
     timer2_.setInterval(500);
     timer3_.setInterval(60000);
@@ -49,23 +54,6 @@ quint16 Server::listeningPort() const {
     return listener_->isListening() ? listener_->serverPort() : 0;
 }
 
-bool Server::timerActive(int number) const {
-    switch (number) {
-    case 1:
-        return timer1_.isActive();
-    case 2:
-        return timer2_.isActive();
-    case 3:
-        return timer3_.isActive();
-    case 4:
-        return timer4_.isActive();
-    case 5:
-        return timer5_.isActive();
-    default:
-        return false;
-    }
-}
-
 bool Server::load(const QString& commandLine, const QString& startDirectory) {
     board_.pendingNode = 1;
     board_.serverState = StateStarting;
@@ -75,7 +63,7 @@ bool Server::load(const QString& commandLine, const QString& startDirectory) {
     removeLegacyFiles(startDirectory);
     const ConfigLoad loaded = loadSystemConfig(board_);
     if (loaded.fatal) {
-        board_.dialogs.message(kErrorTitle, loaded.text, MessageIcon::Stop);
+        onFatal(loaded.text);
         return false;
     }
     const ScreenGeometry geometry = face_.geometry();
@@ -173,6 +161,11 @@ void Server::reloadConfig() {
 }
 
 void Server::serverConfigChanged() {
+    const ConfigLoad loaded = loadSystemConfig(board_);
+    if (loaded.fatal) {
+        onFatal(loaded.text);
+        return;
+    }
     if (!nodes_.isNodeInUse(0))
         startListening();
     nodes_.refreshNodeList();
@@ -192,51 +185,65 @@ void Server::serverConfigChanged() {
 }
 
 void Server::onFatal(const QString& text) {
-    board_.dialogs.message(kErrorTitle, text, MessageIcon::Stop);
+    if (board_.serverState == StateShuttingDown)
+        return;
     board_.serverState = StateShuttingDown;
-    emit exitRequested(1);
+    for (QTimer* timer : {&timer1_, &timer2_, &timer3_, &timer4_, &timer5_})
+        timer->stop();
+    board_.dialogs.message(kErrorTitle, text, MessageIcon::Stop, [this] { emit exitRequested(1); });
 }
 
-bool Server::queryUnload(CloseReason reason, Dialogs& answers) {
+void Server::queryUnload(CloseReason reason, Dialogs& answers) {
     if (board_.serverState == StateShuttingDown)
-        return true;
+        return;
     if (reason == CloseReason::CloseButton && board_.serverConfig.i16("closetotaskbar") == 1) {
         face_.setMinimized(true);
-        return false;
+        return;
     }
-    if (nodes_.isNodeInUse(0)) {
-        const QString title = QStringLiteral("KELDTS Shutdown");
-        if (!answers.askYesNo(
-                title,
-                QStringLiteral(
-                    "KELDTS detects there are BBS nodes in use!\r\nDo you want to proceed?"),
-                false))
-            return false;
-        if (answers.askYesNo(
-                title, QStringLiteral("Do you wish to force all nodes to close before exiting?"),
-                false)) {
-            const int last = board_.mainConfig.i16("maxchannelno");
-            for (int node = 1; node <= last && nodes_.isNodeInUse(0); ++node) {
-                if (!nodes_.isNodeInUse(node) ||
-                    !nodes_.killProcessTree(nodes_.nodeProcessId(node)))
-                    continue;
-                nodes_.resetNodeRecord(node);
-                nodes_.deleteNodeFiles(node);
-                QFile::remove(board_.filePath("main", QStringLiteral("KTSN%1.BAT").arg(node)));
-            }
-        }
+    if (!nodes_.isNodeInUse(0)) {
+        unload();
+        return;
     }
+    const QString title = QStringLiteral("KELDTS Shutdown");
+    answers.ask(
+        title,
+        QStringLiteral("KELDTS detects there are BBS nodes in use!\r\nDo you want to proceed?"),
+        false, [this, &answers, title](bool proceed) {
+            if (!proceed || board_.serverState == StateShuttingDown)
+                return;
+            answers.ask(title,
+                        QStringLiteral("Do you wish to force all nodes to close before exiting?"),
+                        false, [this](bool force) {
+                            if (force && board_.serverState != StateShuttingDown)
+                                forceNodesDown();
+                            unload();
+                        });
+        });
+}
+
+void Server::forceNodesDown() {
+    const int last = board_.mainConfig.i16("maxchannelno");
+    for (int node = 1; node <= last && nodes_.isNodeInUse(0); ++node) {
+        if (!nodes_.isNodeInUse(node) || !nodes_.killProcessTree(nodes_.nodeProcessId(node)))
+            continue;
+        nodes_.resetNodeRecord(node);
+        nodes_.deleteNodeFiles(node);
+        QFile::remove(board_.filePath("main", QStringLiteral("KTSN%1.BAT").arg(node)));
+    }
+}
+
+void Server::unload() {
+    if (board_.serverState == StateShuttingDown)
+        return;
     board_.serverState = StateShuttingDown;
     for (QTimer* timer : {&timer1_, &timer2_, &timer3_, &timer4_, &timer5_})
         timer->stop();
     saveWindowState(board_, recordedPosition_, face_.geometry());
-    QCoreApplication::processEvents();
     nodes_.deleteAllNodeFiles();
     logs_.writeEventLog(QStringLiteral("--- KELDTS Unloaded"));
     listener_->close();
     face_.trayRemove();
     emit exitRequested(0);
-    return true;
 }
 
 void Server::leaveUnattended() {

@@ -35,13 +35,14 @@ class Server : public QObject {
     void serverStop();
     void serverOffline();
     void reloadConfig();
-    // After the server configuration form saved: a new port, the node list, the tray entry and
-    // the update check follow the new settings.
+    // After the server configuration form saved: the settings are loaded again, and a new port,
+    // the node list, the tray entry and the update check follow them.
     void serverConfigChanged();
 
     // Decides whether the server may go down, asking `answers` about running nodes; when it
-    // may, it saves, cleans up and emits exitRequested.
-    bool queryUnload(CloseReason reason, Dialogs& answers);
+    // may, it saves, cleans up and emits exitRequested. The answers may come later, so
+    // `answers` must outlive the questions.
+    void queryUnload(CloseReason reason, Dialogs& answers);
     void formResized(bool minimized);
     // Exit as the File menu would, saying Yes to leaving and No to forcing nodes down.
     void leaveUnattended();
@@ -55,7 +56,6 @@ class Server : public QObject {
     void setIpFilter(std::function<bool(const QString&)> filter) { ipFilter_ = std::move(filter); }
     quint16 listeningPort() const;
     Board& board() { return board_; }
-    bool timerActive(int number) const;
 
   signals:
     void exitRequested(int exitCode);
@@ -66,6 +66,9 @@ class Server : public QObject {
     void setRunState(int state, const QString& paneText, const QString& logText);
     void onConnectionRequest(int socketFd);
     void onFatal(const QString& text);
+    // Ends every node still running, as the sysop asked at exit.
+    void forceNodesDown();
+    void unload();
     void lockTick();
     void watchdogTick();
     void minuteTick();

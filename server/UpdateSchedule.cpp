@@ -1,6 +1,6 @@
 #include "server/UpdateSchedule.h"
 
-#include "data/TimeRules.h"
+#include "data/TextHelpers.h"
 
 bool updateCheckDue(int updateType, int frequency, const QString& lastCheck, const QDateTime& now) {
     if (updateType <= 0)

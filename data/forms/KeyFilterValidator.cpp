@@ -1,14 +1,14 @@
 #include "data/forms/KeyFilterValidator.h"
 
+#include "data/FieldCodec.h"
+
 QValidator::State KeyFilterValidator::validate(QString& input, int&) const {
-    if (letters_ == Letters::Capitals) {
-        for (QChar& c : input) {
-            if (c >= QLatin1Char('a') && c <= QLatin1Char('z'))
-                c = c.toUpper();
-        }
-    }
-    for (QChar c : input) {
-        if (!filter_(c.unicode()))
+    input = fieldcodec::asTyped(entry_, input);
+    for (qsizetype i = 0; i < input.size(); ++i) {
+        // A stored negative number shows its sign; the box keeps it while the rest is edited.
+        const bool sign =
+            i == 0 && input[i] == QLatin1Char('-') && entry_.control == formtable::Control::Number;
+        if (!sign && !fieldcodec::takes(entry_, input[i]))
             return Invalid;
     }
     return Acceptable;

@@ -2,11 +2,8 @@
 
 #include "data/RecordLayout.h"
 
-#include <span>
-#include <string_view>
-
 // The record files that the server and the node programs share. Each function returns the one
-// field table of its file; nothing else in the program knows an offset.
+// declaration of its file; nothing else in the program knows an offset or where a file lies.
 
 // Connection server
 const RecordLayout& controlLayout();     // CONTROL.DAT, one record per node from node 0
@@ -35,15 +32,3 @@ const RecordLayout& databaseGroupLayout(); // DBGROUP.CFG
 const RecordLayout& userLayout();      // USERFILE.DAT, record number = user number
 const RecordLayout& userIndexLayout(); // USERFILE.IDX
 const RecordLayout& mailLayout();      // EMAIL.DAT, also SNTEMAIL.DAT and ONELINE.DAT
-
-struct BoardFile {
-    // The file's name; "n" stands for the number in TEXTn.DAT and VOTEn.DAT.
-    std::string_view name;
-    const RecordLayout& (*layout)();
-    // The SYSPATHS.CFG field that names the file's directory.
-    std::string_view directory;
-};
-
-// Every record file above and the five settings files, each with its directory.
-std::span<const BoardFile> boardFiles();
-const BoardFile* findBoardFile(std::string_view name);

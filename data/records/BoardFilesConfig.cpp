@@ -164,7 +164,7 @@ const RecordLayout& voteLayout() {
 }
 
 const RecordLayout& voteAnswerLayout() {
-    static const RecordLayout layout{"VOTEn.DAT", 2, kVoteAnswer};
+    static const RecordLayout layout{"VOTEn.DAT", 2, kVoteAnswer, "dat"};
     return layout;
 }
 
@@ -179,7 +179,7 @@ const RecordLayout& textSectionLayout() {
 }
 
 const RecordLayout& bulletinLayout() {
-    static const RecordLayout layout{"TEXTn.DAT", 44, kBulletin};
+    static const RecordLayout layout{"TEXTn.DAT", 44, kBulletin, "dat"};
     return layout;
 }
 

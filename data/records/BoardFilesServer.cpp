@@ -51,7 +51,7 @@ static_assert(fieldsAreContiguous(kStatistics, 88));
 } // namespace
 
 const RecordLayout& controlLayout() {
-    static const RecordLayout layout{"CONTROL.DAT", 106, kControl};
+    static const RecordLayout layout{"CONTROL.DAT", 106, kControl, "control"};
     return layout;
 }
 
@@ -66,6 +66,6 @@ const RecordLayout& fileTriggerLayout() {
 }
 
 const RecordLayout& statisticsLayout() {
-    static const RecordLayout layout{"STATKBBS.DAT", 88, kStatistics};
+    static const RecordLayout layout{"STATKBBS.DAT", 88, kStatistics, "dat"};
     return layout;
 }

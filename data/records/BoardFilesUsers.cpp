@@ -76,16 +76,16 @@ static_assert(fieldsAreContiguous(kMail, 582));
 } // namespace
 
 const RecordLayout& userLayout() {
-    static const RecordLayout layout{"USERFILE.DAT", 1048, kUser};
+    static const RecordLayout layout{"USERFILE.DAT", 1048, kUser, "dat"};
     return layout;
 }
 
 const RecordLayout& userIndexLayout() {
-    static const RecordLayout layout{"USERFILE.IDX", 82, kUserIndex};
+    static const RecordLayout layout{"USERFILE.IDX", 82, kUserIndex, "dat"};
     return layout;
 }
 
 const RecordLayout& mailLayout() {
-    static const RecordLayout layout{"EMAIL.DAT", 582, kMail};
+    static const RecordLayout layout{"EMAIL.DAT", 582, kMail, "db"};
     return layout;
 }

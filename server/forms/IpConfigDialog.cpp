@@ -1,6 +1,7 @@
 #include "server/forms/IpConfigDialog.h"
 
 #include "data/Board.h"
+#include "data/RecordTableModel.h"
 #include "data/SystemConfig.h"
 #include "server/IpList.h"
 
@@ -10,7 +11,7 @@
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
-#include <QListWidget>
+#include <QListView>
 #include <QPushButton>
 #include <QRadioButton>
 
@@ -85,10 +86,11 @@ QPushButton* button(const char* name, const QString& text, QWidget* parent) {
 
 } // namespace
 
-IpConfigDialog::IpConfigDialog(Board& board, QWidget* parent) : QDialog(parent), board_(board) {
+IpConfigDialog::IpConfigDialog(Board& board, QWidget* parent)
+    : QDialog(parent), board_(board),
+      entries_(new RecordTableModel(board, iplist::table(), 0, this)) {
     setObjectName(QStringLiteral("frmIpConfig"));
     setWindowTitle(QStringLiteral("KELDTS - IP Restrictions"));
-    setModal(true);
 
     // Created in tab order: an address is typed and added without leaving the keyboard.
     auto* entry = new QHBoxLayout;
@@ -108,8 +110,10 @@ IpConfigDialog::IpConfigDialog(Board& board, QWidget* parent) : QDialog(parent),
     entry->addStretch();
     add_ = button("cmdAdd", QStringLiteral("&Add"), this);
     add_->setDefault(true);
-    list_ = new QListWidget(this);
+    list_ = new QListView(this);
     list_->setObjectName(QStringLiteral("lstIp"));
+    list_->setModel(entries_);
+    list_->setEditTriggers(QAbstractItemView::NoEditTriggers);
     list_->setMinimumHeight(list_->fontMetrics().lineSpacing() * 10);
     list_->setMinimumWidth(
         list_->fontMetrics().horizontalAdvance(QStringLiteral("000.000.000.000")) + 40);
@@ -156,26 +160,24 @@ IpConfigDialog::IpConfigDialog(Board& board, QWidget* parent) : QDialog(parent),
     connect(remove, &QPushButton::clicked, this, &IpConfigDialog::removeEntry);
     connect(close, &QPushButton::clicked, this, &QDialog::reject);
 
-    fillList(0);
+    report(entries_->reload());
+    select(0);
     parts_[0]->setFocus();
 }
 
 void IpConfigDialog::done(int result) {
-    QString error;
-    if (!iplist::dropIfEmpty(board_, &error))
-        board_.logs.reportError(error);
+    report(iplist::dropIfEmpty(board_));
     QDialog::done(result);
 }
 
-void IpConfigDialog::fillList(int row) {
-    list_->clear();
-    QStringList entries;
-    QString error;
-    if (!iplist::read(board_, &entries, &error))
-        board_.logs.reportError(error);
-    list_->addItems(entries);
-    if (list_->count() > 0)
-        list_->setCurrentRow(std::min(row, list_->count() - 1));
+void IpConfigDialog::report(const Result<>& done) {
+    if (!done)
+        board_.logs.reportError(done.error());
+}
+
+void IpConfigDialog::select(int row) {
+    if (entries_->rowCount() > 0)
+        list_->setCurrentIndex(entries_->index(std::min(row, entries_->rowCount() - 1)));
 }
 
 void IpConfigDialog::addEntry() {
@@ -185,26 +187,23 @@ void IpConfigDialog::addEntry() {
     const QString entry = iplist::entryFromParts(parts);
     if (entry.isEmpty())
         return;
-    QString error;
-    if (!iplist::add(board_, entry, &error)) {
-        board_.logs.reportError(error);
+    const Result<Record> record = iplist::recordOf(entry);
+    const Result<> added = record ? entries_->append(record.value()) : Result<>(failureOf(record));
+    report(added);
+    if (!added)
         return;
-    }
-    list_->addItem(entry);
     for (QLineEdit* box : parts_)
         box->clear();
     parts_[0]->setFocus();
 }
 
 void IpConfigDialog::removeEntry() {
-    const QListWidgetItem* item = list_->currentItem();
-    if (!item || !item->isSelected())
+    const QModelIndex current = list_->currentIndex();
+    if (!current.isValid() || !list_->selectionModel()->isSelected(current))
         return;
-    const int row = list_->currentRow();
-    QString error;
-    if (!iplist::remove(board_, row, &error))
-        board_.logs.reportError(error);
-    fillList(row);
+    const int row = current.row();
+    report(entries_->remove(row));
+    select(row);
 }
 
 void IpConfigDialog::setMode(qint16 mode) {

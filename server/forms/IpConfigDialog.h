@@ -1,14 +1,16 @@
 #pragma once
 
+#include "platform/Result.h"
+
 #include <QDialog>
 
 #include <array>
 
 class Board;
 class QLineEdit;
-class QListWidget;
+class QListView;
 class QPushButton;
-class QRadioButton;
+class RecordTableModel;
 
 // frmIpConfig: the list of caller addresses the server blocks or, in the other mode, is the
 // only one it lets in. The address is typed into four boxes, one part each.
@@ -21,13 +23,16 @@ class IpConfigDialog : public QDialog {
     void done(int result) override;
 
   private:
-    void fillList(int row);
+    void select(int row);
     void addEntry();
     void removeEntry();
     void setMode(qint16 mode);
+    // A failed file operation: the error report, as the list's other failures get.
+    void report(const Result<>& done);
 
     Board& board_;
-    QListWidget* list_;
+    RecordTableModel* entries_;
+    QListView* list_;
     std::array<QLineEdit*, 4> parts_;
     QPushButton* add_;
 };

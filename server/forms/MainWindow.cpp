@@ -1,17 +1,14 @@
 #include "server/forms/MainWindow.h"
 
 #include "console/DebugPane.h"
-#include "data/forms/ChannelForm.h"
-#include "data/forms/MainConfigForm.h"
-#include "data/forms/PathsForm.h"
-#include "data/forms/ServerConfigForm.h"
 #include "server/NodeTable.h"
 #include "server/Server.h"
-#include "server/forms/IpConfigDialog.h"
+#include "server/forms/FormRegistry.h"
 #include "server/forms/NodeMenu.h"
 
 #include <QApplication>
 #include <QCloseEvent>
+#include <QDialog>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QListWidget>
@@ -23,7 +20,7 @@
 #include <QSystemTrayIcon>
 #include <QVBoxLayout>
 
-#include <type_traits>
+#include <map>
 
 namespace {
 
@@ -72,20 +69,7 @@ MainWindow::MainWindow(DebugPane& pane, QWidget* parent) : QMainWindow(parent) {
         addMenuAction(file, "mnuFileReloadCfg", QStringLiteral("&Reload Configuration"));
     file->addSeparator();
     QAction* exit = addMenuAction(file, "mnuFileExit", QStringLiteral("E&xit"));
-    QMenu* settings = menuBar()->addMenu(QStringLiteral("&Settings"));
-    settings->setObjectName(QStringLiteral("mnuSettings"));
-    QAction* serverConfig =
-        addMenuAction(settings, "mnuSettingsKeldts", QStringLiteral("&KELDTS Configuration..."));
-    QMenu* keld = settings->addMenu(QStringLiteral("K&ELD Configuration"));
-    keld->setObjectName(QStringLiteral("mnuSettingsKeldconfig"));
-    QAction* mainConfig =
-        addMenuAction(keld, "mnuSettingsKeldconfigMain", QStringLiteral("&Main Configuration..."));
-    QAction* channels = addMenuAction(keld, "mnuSettingsKeldconfigChannel",
-                                      QStringLiteral("&Channel Configuration..."));
-    QAction* paths = addMenuAction(keld, "mnuSettingsKeldconfigPaths",
-                                   QStringLiteral("&Paths Configuration..."));
-    QAction* ipConfig =
-        addMenuAction(settings, "mnuSettingsIPConfig", QStringLiteral("&IP Restrictions..."));
+    buildFormMenus();
 
     auto* central = new QWidget(this);
     auto* layout = new QVBoxLayout(central);
@@ -117,34 +101,43 @@ MainWindow::MainWindow(DebugPane& pane, QWidget* parent) : QMainWindow(parent) {
     connect(&pane, &DebugPane::cleared, debug_, &QPlainTextEdit::clear);
 
     connect(start_, &QAction::triggered, this, [this] { server_->serverStart(); });
-    connect(serverConfig, &QAction::triggered, this, [this] {
-        ServerConfigForm form(server_->board(), nodes_ && nodes_->isNodeInUse(0), this);
-        if (form.exec() == QDialog::Accepted)
-            server_->serverConfigChanged();
-    });
-    // A board editor that could not read its file has said so and is not shown.
-    const auto editor = [this](auto* kind) {
-        return [this] {
-            std::remove_pointer_t<decltype(kind)> form(server_->board(), this);
-            if (form.loaded())
-                form.exec();
-        };
-    };
-    connect(mainConfig, &QAction::triggered, this, editor(static_cast<MainConfigForm*>(nullptr)));
-    connect(channels, &QAction::triggered, this, editor(static_cast<ChannelForm*>(nullptr)));
-    connect(paths, &QAction::triggered, this, editor(static_cast<PathsForm*>(nullptr)));
-    connect(ipConfig, &QAction::triggered, this, [this] {
-        IpConfigDialog form(server_->board(), this);
-        form.exec();
-    });
     connect(stop_, &QAction::triggered, this, [this] { server_->serverStop(); });
     connect(offline_, &QAction::triggered, this, [this] { server_->serverOffline(); });
     connect(reload, &QAction::triggered, this, [this] { server_->reloadConfig(); });
-    connect(exit, &QAction::triggered, this, [this] {
-        if (server_->queryUnload(Server::CloseReason::ExitCommand, *dialogs_))
-            exiting_ = true;
-    });
+    connect(exit, &QAction::triggered, this,
+            [this] { server_->queryUnload(Server::CloseReason::ExitCommand, *dialogs_); });
     buildTray();
+}
+
+void MainWindow::buildFormMenus() {
+    std::map<std::string_view, QMenu*> menus;
+    for (const FormMenu& menu : formMenus()) {
+        QMenu* made = menu.parent ? menus.at(menu.parent)->addMenu(QString::fromLatin1(menu.text))
+                                  : menuBar()->addMenu(QString::fromLatin1(menu.text));
+        made->setObjectName(QLatin1String(menu.name));
+        menus[menu.name] = made;
+    }
+    for (const FormEntry& entry : formEntries()) {
+        QAction* action =
+            addMenuAction(menus.at(entry.menu), entry.name, QString::fromLatin1(entry.text));
+        connect(action, &QAction::triggered, this, [this, &entry] { launch(entry); });
+    }
+}
+
+void MainWindow::launch(const FormEntry& entry) {
+    if (form_) {
+        form_->raise();
+        form_->activateWindow();
+        return;
+    }
+    FormContext context{server_->board(), *server_,
+                        [this] { return nodes_ && nodes_->isNodeInUse(0); }};
+    QDialog* form = entry.make(context, this);
+    if (!form)
+        return;
+    form->setAttribute(Qt::WA_DeleteOnClose);
+    form_ = form;
+    form->open();
 }
 
 QAction* MainWindow::addMenuAction(QMenu* menu, const char* name, const QString& text) {
@@ -175,8 +168,15 @@ void MainWindow::buildTray() {
     tray_->setContextMenu(menu);
     connect(tray_, &QSystemTrayIcon::activated, this,
             [this](QSystemTrayIcon::ActivationReason why) {
-                if (why == QSystemTrayIcon::DoubleClick || why == QSystemTrayIcon::Trigger)
-                    bringToFront();
+                if (why != QSystemTrayIcon::DoubleClick && why != QSystemTrayIcon::Trigger)
+                    return;
+                bringToFront();
+                // The main window waits behind an open form: the form is what wants the sysop.
+                if (form_) {
+                    beep();
+                    form_->raise();
+                    form_->activateWindow();
+                }
             });
 }
 
@@ -185,6 +185,7 @@ void MainWindow::attach(Server* server, Dialogs* dialogs, NodeTable* nodes,
     server_ = server;
     dialogs_ = dialogs;
     nodes_ = nodes;
+    connect(server, &Server::exitRequested, this, [this] { exiting_ = true; });
     if (commands) {
         nodeMenu_ = new NodeMenu(*commands, *dialogs, this);
         nodeList_->setContextMenuPolicy(Qt::CustomContextMenu);
@@ -283,12 +284,9 @@ void MainWindow::closeEvent(QCloseEvent* event) {
         event->accept();
         return;
     }
-    if (server_->queryUnload(Server::CloseReason::CloseButton, *dialogs_)) {
-        exiting_ = true;
-        event->accept();
-    } else {
-        event->ignore();
-    }
+    // The server decides, maybe after asking; when it goes down the window goes with it.
+    server_->queryUnload(Server::CloseReason::CloseButton, *dialogs_);
+    event->setAccepted(exiting_);
 }
 
 void MainWindow::changeEvent(QEvent* event) {

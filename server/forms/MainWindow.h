@@ -2,7 +2,9 @@
 
 #include "server/ConsoleFace.h"
 
+#include <QDialog>
 #include <QMainWindow>
+#include <QPointer>
 
 class DebugPane;
 class QAction;
@@ -11,6 +13,7 @@ class QListWidget;
 class QPlainTextEdit;
 class QSystemTrayIcon;
 class NodeCommands;
+struct FormEntry;
 class NodeMenu;
 class NodeTable;
 class Server;
@@ -39,13 +42,19 @@ class MainWindow : public QMainWindow, public ConsoleFace {
     void hideForm() override { hide(); }
     void beep() override;
 
+    // The configuration form that is open over the main window, if any.
+    QDialog* openForm() const { return form_; }
+
   protected:
     void closeEvent(QCloseEvent* event) override;
     void changeEvent(QEvent* event) override;
 
   private:
     QAction* addMenuAction(QMenu* menu, const char* name, const QString& text);
+    void buildFormMenus();
     void buildTray();
+    // Opens a form from its menu entry; only one is open at a time.
+    void launch(const FormEntry& entry);
 
     Server* server_ = nullptr;
     Dialogs* dialogs_ = nullptr;
@@ -65,4 +74,5 @@ class MainWindow : public QMainWindow, public ConsoleFace {
     NodeMenu* nodeMenu_ = nullptr;
     QPlainTextEdit* debug_;
     QSystemTrayIcon* tray_ = nullptr;
+    QPointer<QDialog> form_;
 };

@@ -15,7 +15,7 @@ namespace {
 
 class BoardNodesTest : public ::testing::Test {
   protected:
-    BoardNodesTest() { loadSystemConfig(*tb.board); }
+    BoardNodesTest() { tb.loadSettings(); }
 
     // Launches node `node` with one end of a fresh socket pair; returns the other end.
     int launch(int node, const QString& handle) {

@@ -11,7 +11,7 @@ namespace {
 
 class IpFilterTest : public ::testing::Test {
   protected:
-    IpFilterTest() { loadSystemConfig(*tb.board); }
+    IpFilterTest() { tb.loadSettings(); }
     void list(std::initializer_list<const char*> entries) {
         tb.write("KELDTSIP.DAT", TestBoard::ipRecords(entries));
     }

@@ -14,7 +14,7 @@ namespace {
 class NodeCommandsTest : public ::testing::Test {
   protected:
     NodeCommandsTest() {
-        loadSystemConfig(*tb.board);
+        tb.loadSettings();
         table.refreshNodeList();
     }
 

@@ -15,7 +15,7 @@ namespace {
 class NodeTableTest : public ::testing::Test {
   protected:
     NodeTableTest() {
-        loadSystemConfig(*tb.board);
+        tb.loadSettings();
         QObject::connect(&table, &NodeTable::rowChanged, [this](int i, const QString& t) {
             changes << QStringLiteral("%1=%2").arg(i).arg(t);
         });
@@ -28,8 +28,7 @@ class NodeTableTest : public ::testing::Test {
     void setBaud(int node, qint32 baud) {
         Record channel(channelXLayout());
         channel.setI32("baudrate", baud);
-        QString error;
-        ASSERT_TRUE(recordfile::write(tb.file("CHANNELX.CFG"), node, channel, &error));
+        ASSERT_TRUE(recordfile::write(tb.file("CHANNELX.CFG"), node, channel).ok());
     }
 
     TestBoard tb;
@@ -198,9 +197,8 @@ TEST_F(NodeTableTest, ConfigureNodeChannelWritesFossilChannel) {
     Record old(channelXLayout());
     old.setText("init1", QStringLiteral("ATZ"));
     old.setI16("lockedbaud", 1);
-    QString error;
     const QString x = tb.file("CHANNELX.CFG");
-    ASSERT_TRUE(recordfile::write(x, 1, old, &error) && recordfile::write(x, 2, old, &error));
+    ASSERT_TRUE(recordfile::write(x, 1, old).ok() && recordfile::write(x, 2, old).ok());
     ASSERT_TRUE(table.configureNodeChannel(2));
 
     EXPECT_EQ(tb.read("CHANNELX.CFG"), old.bytes() + fossilChannel(204, 180));

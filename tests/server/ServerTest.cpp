@@ -3,6 +3,7 @@
 #include "server/CommandLine.h"
 #include "server/LegacyFiles.h"
 #include "server/RunState.h"
+#include "support/ServerTimers.h"
 #include "support/TestBoard.h"
 
 #include <QDeadlineTimer>
@@ -173,7 +174,7 @@ TEST_F(ServerTest, AnAdmittedCallerIsGreetedLoggedAndHandedToTheNode) {
     EXPECT_EQ(face.beeps, 1);
     // The lock holds until the next tick of its timer, which runs again.
     EXPECT_EQ(t.board->pendingNode, 1);
-    EXPECT_TRUE(server.timerActive(1));
+    EXPECT_TRUE(timerRuns(server, 1));
 }
 
 TEST_F(ServerTest, ACallerWhoFloodsTheNegotiationIsWaitedForFiveSecondsOnly) {
@@ -241,7 +242,7 @@ TEST_F(ServerTest, RefusedCallersHearWhyAndNoNodeIsTouched) {
 
 TEST_F(ServerTest, ACallerWhoHangsUpAtOnceIsAnInvalidSession) {
     { Caller caller(server.listeningPort()); }
-    ASSERT_TRUE(spinUntil([&] { return !t.pane.lines().isEmpty() && server.timerActive(1); }));
+    ASSERT_TRUE(spinUntil([&] { return !t.pane.lines().isEmpty() && timerRuns(server, 1); }));
     // The caller was let in before the banner found the line dead.
     EXPECT_EQ(t.pane.lines(), QStringList({"12:00:00 : Node 1 Started By IP 127.0.0.1",
                                            "12:00:00 : Connection Refused (Invalid Session) [1]"}));
@@ -251,19 +252,19 @@ TEST_F(ServerTest, ACallerWhoHangsUpAtOnceIsAnInvalidSession) {
 
 TEST_F(ServerTest, ClosingWithNodesInUseTakesAYes) {
     nodes.running = {1, 3};
-    EXPECT_FALSE(server.queryUnload(Server::CloseReason::ExitCommand, t.dialogs));
+    server.queryUnload(Server::CloseReason::ExitCommand, t.dialogs);
     ASSERT_EQ(t.dialogs.shown.size(), 1u);
     const ScriptedDialogs::Shown& asked = t.dialogs.shown[0];
     EXPECT_EQ(asked.title, "KELDTS Shutdown");
     EXPECT_EQ(asked.text, "KELDTS detects there are BBS nodes in use!\r\nDo you want to proceed?");
     EXPECT_TRUE(asked.icon == MessageIcon::Question && !asked.defaultYes);
     EXPECT_EQ(t.board->serverState, StateOnline);
-    EXPECT_TRUE(server.timerActive(2));
+    EXPECT_TRUE(timerRuns(server, 2));
     EXPECT_EQ(exits, 0);
 
     t.write("KTSN1.BAT", "@ECHO OFF\r\n");
     t.dialogs.answers = {true, false};
-    EXPECT_TRUE(server.queryUnload(Server::CloseReason::ExitCommand, t.dialogs));
+    server.queryUnload(Server::CloseReason::ExitCommand, t.dialogs);
     ASSERT_EQ(t.dialogs.shown.size(), 3u);
     EXPECT_EQ(t.dialogs.shown[2].text, "Do you wish to force all nodes to close before exiting?");
     EXPECT_FALSE(t.dialogs.shown[2].defaultYes);
@@ -273,7 +274,7 @@ TEST_F(ServerTest, ClosingWithNodesInUseTakesAYes) {
     EXPECT_EQ(nodes.calls, QStringList({"delete all"}));
     EXPECT_EQ(t.board->serverState, StateShuttingDown);
     for (int timer = 1; timer <= 4; ++timer)
-        EXPECT_FALSE(server.timerActive(timer)) << timer;
+        EXPECT_FALSE(timerRuns(server, timer)) << timer;
     EXPECT_EQ(exits, 1);
 }
 
@@ -283,7 +284,7 @@ TEST_F(ServerTest, ForcingNodesDownKillsWhatCanBeKilled) {
     for (const char* bat : {"KTSN1.BAT", "KTSN2.BAT", "KTSN3.BAT"})
         t.write(QLatin1String(bat), "@ECHO OFF\r\n");
     t.dialogs.answers = {true, true};
-    EXPECT_TRUE(server.queryUnload(Server::CloseReason::ExitCommand, t.dialogs));
+    server.queryUnload(Server::CloseReason::ExitCommand, t.dialogs);
     EXPECT_EQ(nodes.running, std::set<int>{2});
     EXPECT_EQ(nodes.calls,
               QStringList({"reset 1", "delete 1", "reset 3", "delete 3", "delete all"}));

@@ -2,11 +2,11 @@
 
 #include "platform/Dialogs.h"
 
-#include <QStringList>
-
 #include <deque>
+#include <vector>
 
-// Records every box and question; answers questions from a queue, else with their default.
+// Records every box and question; answers questions at once from a queue, else with their
+// default.
 class ScriptedDialogs final : public Dialogs {
   public:
     struct Shown {
@@ -16,16 +16,21 @@ class ScriptedDialogs final : public Dialogs {
         bool defaultYes = false;
     };
 
-    void message(const QString& title, const QString& text, MessageIcon icon) override {
+    void message(const QString& title, const QString& text, MessageIcon icon,
+                 Dismissed dismissed = {}) override {
         shown.push_back({title, text, icon});
+        if (dismissed)
+            dismissed();
     }
-    bool askYesNo(const QString& title, const QString& text, bool defaultYes) override {
+    void ask(const QString& title, const QString& text, bool defaultYes,
+             Answered answered) override {
         shown.push_back({title, text, MessageIcon::Question, defaultYes});
-        if (answers.empty())
-            return defaultYes;
-        const bool answer = answers.front();
-        answers.pop_front();
-        return answer;
+        bool answer = defaultYes;
+        if (!answers.empty()) {
+            answer = answers.front();
+            answers.pop_front();
+        }
+        answered(answer);
     }
 
     std::deque<bool> answers;

@@ -2,6 +2,7 @@
 
 #include "data/DemoBoard.h"
 #include "data/RecordFile.h"
+#include "data/SystemConfig.h"
 #include "data/records/BoardFiles.h"
 #include "platform/PlatformSettings.h"
 
@@ -11,9 +12,10 @@
 #include <gtest/gtest.h>
 
 TestBoard::TestBoard(int port) : previousDir_(QDir::currentPath()) {
-    QString error;
-    mainDir_ = writeDemoBoard({dir_.path(), port, QStringLiteral("/bin/true")}, &error);
-    EXPECT_FALSE(mainDir_.isEmpty()) << error.toStdString();
+    const Result<QString> written =
+        writeDemoBoard({dir_.path(), port, QStringLiteral("/bin/true")});
+    EXPECT_TRUE(written.ok()) << written.error().toStdString();
+    mainDir_ = written.ok() ? written.value() : dir_.path();
     QDir::setCurrent(mainDir_);
     board = std::make_unique<Board>(clock, dialogs, logs,
                                     readPlatformSettings(file(QStringLiteral("KELDTS.INI"))));
@@ -22,6 +24,11 @@ TestBoard::TestBoard(int port) : previousDir_(QDir::currentPath()) {
 
 TestBoard::~TestBoard() {
     QDir::setCurrent(previousDir_);
+}
+
+void TestBoard::loadSettings() {
+    const ConfigLoad loaded = loadSystemConfig(*board);
+    EXPECT_FALSE(loaded.fatal) << loaded.text.toStdString();
 }
 
 QByteArray TestBoard::read(const QString& name) const {
@@ -37,14 +44,14 @@ void TestBoard::write(const QString& name, const QByteArray& bytes) const {
 
 Record TestBoard::record(const RecordLayout& layout, const QString& name) const {
     Record r(layout);
-    QString error;
-    EXPECT_TRUE(recordfile::read(file(name), 1, r, &error)) << error.toStdString();
+    const Result<> read = recordfile::read(file(name), 1, r);
+    EXPECT_TRUE(read.ok()) << read.error().toStdString();
     return r;
 }
 
 void TestBoard::writeRecord(const QString& name, const Record& record) const {
-    QString error;
-    EXPECT_TRUE(recordfile::write(file(name), 1, record, &error)) << error.toStdString();
+    const Result<> written = recordfile::write(file(name), 1, record);
+    EXPECT_TRUE(written.ok()) << written.error().toStdString();
 }
 
 void TestBoard::setServerFlag(std::string_view field, qint16 value) const {
@@ -66,9 +73,8 @@ void TestBoard::setNodeAction(int node, const QString& action, const QString& ha
     r.setText("handle", handle);
     r.setI32("usernumber", user);
     r.setText("timeon", QStringLiteral("12:30"));
-    QString error;
-    EXPECT_TRUE(recordfile::write(file(QStringLiteral("CONTROL.DAT")), node + 1, r, &error))
-        << error.toStdString();
+    const Result<> written = recordfile::write(file(QStringLiteral("CONTROL.DAT")), node + 1, r);
+    EXPECT_TRUE(written.ok()) << written.error().toStdString();
 }
 
 QByteArray TestBoard::ipRecords(std::initializer_list<const char*> entries) {

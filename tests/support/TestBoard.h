@@ -23,6 +23,8 @@ class TestBoard {
     QByteArray read(const QString& name) const;
     void write(const QString& name, const QByteArray& bytes) const;
 
+    // Loads the board's settings as the server does at start; they must load.
+    void loadSettings();
     // Reads a record file of the board (record 1) with the given layout.
     Record record(const RecordLayout& layout, const QString& name) const;
     void writeRecord(const QString& name, const Record& record) const;

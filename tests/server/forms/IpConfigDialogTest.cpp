@@ -5,7 +5,7 @@
 
 #include <QApplication>
 #include <QLineEdit>
-#include <QListWidget>
+#include <QListView>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTest>
@@ -18,7 +18,7 @@ namespace {
 
 class IpConfigDialogTest : public ::testing::Test {
   protected:
-    IpConfigDialogTest() { loadSystemConfig(*tb.board); }
+    IpConfigDialogTest() { tb.loadSettings(); }
     void open() {
         dialog = std::make_unique<IpConfigDialog>(*tb.board);
         dialog->show();
@@ -67,24 +67,25 @@ TEST_F(IpConfigDialogTest, KeysFillThePartsAndMoveBetweenTheBoxes) {
 TEST_F(IpConfigDialogTest, AddAndRemoveChangeTheFileAndKeepARowSelected) {
     tb.write("KELDTSIP.DAT", TestBoard::ipRecords({"1.1.1.1", "2.2.2.2"}));
     open();
-    auto* rows = child<QListWidget>("lstIp");
-    EXPECT_EQ(rows->currentRow(), 0);
+    auto* rows = child<QListView>("lstIp");
+    const auto row = [rows](int at) { return rows->model()->index(at, 0); };
+    EXPECT_EQ(rows->currentIndex().row(), 0);
 
     type("0102.*45\r");
     EXPECT_EQ(list(), TestBoard::ipRecords({"1.1.1.1", "2.2.2.2", "10.2.*.45"}));
-    ASSERT_EQ(rows->count(), 3);
-    EXPECT_EQ(rows->item(2)->text(), "10.2.*.45");
+    ASSERT_EQ(rows->model()->rowCount(), 3);
+    EXPECT_EQ(row(2).data().toString(), "10.2.*.45");
     EXPECT_EQ(boxes(), "||| @txtIp1");
     // A blank part adds nothing.
     type("3.3.3");
     click("cmdAdd");
     EXPECT_EQ(boxes(), "3|3|3| @cmdAdd");
 
-    rows->setCurrentRow(2);
+    rows->setCurrentIndex(row(2));
     click("cmdDelete");
     EXPECT_EQ(list(), TestBoard::ipRecords({"1.1.1.1", "2.2.2.2"}));
-    EXPECT_EQ(rows->count(), 2);
-    EXPECT_EQ(rows->currentRow(), 1);
+    EXPECT_EQ(rows->model()->rowCount(), 2);
+    EXPECT_EQ(rows->currentIndex().row(), 1);
     for (int i = 0; i < 3; ++i)
         click("cmdDelete");
     EXPECT_EQ(list(), QByteArray());

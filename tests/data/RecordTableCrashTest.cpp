@@ -1,7 +1,7 @@
 // A table rewrite killed at any instant must leave the old table or the new one, whole.
 
 #include "data/RecordFile.h"
-#include "data/RecordList.h"
+#include "data/RecordTable.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -30,26 +30,23 @@ Record entry(const char* key, int value) {
 // The editor's whole repertoire in a loop: compact away entries marked as deleted, swap two
 // records and back, add a marked entry.
 [[noreturn]] void editForever(const QString& live, const QString& work) {
-    QString error;
     for (;;) {
-        int number = 0;
-        const bool ok =
-            recordlist::compact(live, kLayout, "key", &error) &&
-            recordlist::move(live, work, kLayout, 1, false, &error) &&
-            recordlist::move(live, work, kLayout, 2, true, &error) &&
-            recordlist::append(live, entry(recordlist::kDeletedMark, 99), &number, &error);
+        const bool ok = recordtable::compact(live, kLayout, "key").ok() &&
+                        recordtable::move(live, work, kLayout, 1, false).ok() &&
+                        recordtable::move(live, work, kLayout, 2, true).ok() &&
+                        recordtable::append(live, entry(recordtable::kDeletedMark, 99)).ok();
         if (!ok)
             _exit(3);
     }
 }
 
-TEST(RecordListCrash, EveryKillLeavesAWholeTable) {
+TEST(RecordTableCrash, EveryKillLeavesAWholeTable) {
     QTemporaryDir dir;
     const QString live = dir.filePath(QStringLiteral("CRASH.CFG"));
     const QString work = dir.filePath(QStringLiteral("CRASH.TMP"));
     const QByteArray a = entry("ALPHA", 1).bytes(), b = entry("BRAVO", 2).bytes(),
                      cd = entry("CHARLIE", 3).bytes() + entry("DELTA", 4).bytes(),
-                     marked = entry(recordlist::kDeletedMark, 99).bytes();
+                     marked = entry(recordtable::kDeletedMark, 99).bytes();
     const QList<QByteArray> whole{a + b + cd, b + a + cd, a + b + cd + marked, b + a + cd + marked};
     {
         QFile file(live);
