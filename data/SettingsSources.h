@@ -4,47 +4,43 @@
 
 class Board;
 
-// The sources of the settings forms. The first three edit the board's memory images, which
-// every part of the server reads; a failed save leaves the image and the form as they were,
-// says so in both sinks, and keeps the form open.
+// The sources of the settings forms. They edit the board's memory images, which every part of
+// the server reads; a failed save leaves the image and the form as they were, says so in both
+// sinks, and keeps the form open.
+class SettingsSource : public RecordSource {
+  public:
+    explicit SettingsSource(Board& board) : board_(board) {}
+    bool closesAfterFailedSave() const override { return false; }
+
+  protected:
+    Board& board_;
+};
 
 // KELDTS.CFG. The node count is capped at 100; the caller loads the settings again afterwards,
 // so that the load's corrections apply to what was typed.
-class ServerConfigSource : public RecordSource {
+class ServerConfigSource : public SettingsSource {
   public:
-    explicit ServerConfigSource(Board& board) : board_(board) {}
+    using SettingsSource::SettingsSource;
     Result<Record> load() override;
     Result<> save(const Edit& edit) override;
-    bool closesAfterFailedSave() const override { return false; }
-
-  private:
-    Board& board_;
 };
 
 // MAIN.CFG, read afresh from the file when the form opens. Every save marks the record with
 // the format level the node programs expect and caps the channel count at 100.
-class MainConfigSource : public RecordSource {
+class MainConfigSource : public SettingsSource {
   public:
-    explicit MainConfigSource(Board& board) : board_(board) {}
+    using SettingsSource::SettingsSource;
     Result<Record> load() override;
     Result<> save(const Edit& edit) override;
-    bool closesAfterFailedSave() const override { return false; }
-
-  private:
-    Board& board_;
 };
 
 // SYSPATHS.CFG. Nothing is saved while any of the nine directories does not exist.
-class SysPathsSource : public RecordSource {
+class SysPathsSource : public SettingsSource {
   public:
-    explicit SysPathsSource(Board& board) : board_(board) {}
+    using SettingsSource::SettingsSource;
     Result<Record> load() override;
     Result<> check(const Record& edited) const override;
     Result<> save(const Edit& edit) override;
-    bool closesAfterFailedSave() const override { return false; }
-
-  private:
-    Board& board_;
 };
 
 // Whether a DOS path, as SYSPATHS.CFG holds it, names an existing directory on this machine.

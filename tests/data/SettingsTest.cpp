@@ -6,20 +6,12 @@
 
 #include <QDir>
 #include <QFile>
-#include <QRandomGenerator>
 
 #include <gtest/gtest.h>
 
 namespace {
 
 const QString kCfg = QStringLiteral("KELDTS.CFG");
-
-QByteArray randomBytes(QRandomGenerator& random, qsizetype size) {
-    QByteArray bytes(size, '\0');
-    for (char& c : bytes)
-        c = static_cast<char>(random.bounded(256));
-    return bytes;
-}
 
 class SettingsTest : public ::testing::Test {
   protected:
@@ -168,11 +160,10 @@ TEST_F(SettingsTest, FatalErrorsNameTheDirectoryAsTheBoardWroteIt) {
 }
 
 TEST_F(SettingsTest, DamagedFilesNeverStopTheLoad) {
-    QRandomGenerator random(20260314);
     for (qsizetype size = 0; size <= 300; size += (size < 160 ? 1 : 47)) {
         SCOPED_TRACE(size);
-        t.write(kCfg, randomBytes(random, size));
-        t.write("MAIN.CFG", randomBytes(random, (size * 7) % 500));
+        t.write(kCfg, TestBoard::noise(size, quint32(size)));
+        t.write("MAIN.CFG", TestBoard::noise((size * 7) % 500, quint32(size) + 1000));
         ASSERT_FALSE(load().fatal);
         const Record& c = cfg();
         const int start = c.i16("startnode");
@@ -191,9 +182,8 @@ TEST_F(SettingsTest, DamagedFilesNeverStopTheLoad) {
 }
 
 TEST_F(SettingsTest, SharedRecordsKeepTheNodeProgramsBytes) {
-    QRandomGenerator random(7);
     Record main(mainConfigLayout());
-    main.bytes() = randomBytes(random, 372);
+    main.bytes() = TestBoard::noise(372);
     main.setI16("maxchannelno", 4);
     main.setStr("netlowtime", "22:00");
     main.setStr("nethightime", "06:00");
@@ -206,7 +196,7 @@ TEST_F(SettingsTest, SharedRecordsKeepTheNodeProgramsBytes) {
     t.writeRecord("MAIN.CFG", edited);
     EXPECT_EQ(t.read("MAIN.CFG").mid(40), main.bytes().mid(40));
 
-    const QByteArray data = randomBytes(random, 66);
+    const QByteArray data = TestBoard::noise(66, 8);
     t.write("KTSDATA.DAT", data);
     writeServerVersion(*t.board);
     const QByteArray after = t.read("KTSDATA.DAT");

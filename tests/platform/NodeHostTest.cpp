@@ -15,7 +15,6 @@
 #include <optional>
 
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -43,36 +42,23 @@ void descriptorsBackTo(qsizetype before) {
         << descriptorsOf(::getpid()).size() << " open, " << before << " expected";
 }
 
-// Reads until `size` bytes or the end, within a bound that a broken hand-over cannot hang.
-QByteArray readFrom(int fd, qsizetype size, bool* ended = nullptr) {
-    QByteArray got;
-    QDeadlineTimer deadline(5000);
-    char buffer[256];
-    pollfd p{fd, POLLIN, 0};
-    ssize_t n = 1;
-    while (got.size() < size && ::poll(&p, 1, int(deadline.remainingTime())) > 0 &&
-           (n = ::read(fd, buffer, sizeof buffer)) > 0)
-        got.append(buffer, n);
-    if (ended)
-        *ended = n == 0;
-    return got;
-}
-
-// The other end was closed, and nothing came before.
-bool seesEof(int fd) {
-    bool ended = false;
-    return readFrom(fd, 1, &ended).isEmpty() && ended;
+// Reads `size` bytes, or what came before the end or the caller's time-out.
+QByteArray readFrom(int fd, qsizetype size) {
+    QByteArray got(size, '\0');
+    return got.left(std::max<ssize_t>(::recv(fd, got.data(), size_t(size), MSG_WAITALL), 0));
 }
 
 // A caller's connection: our end, and the end the host hands to the node.
 struct Caller {
-    int mine = -1;
-    int theirs = -1;
+    int mine = -1, theirs = -1;
     Caller() {
         int pair[2] = {-1, -1};
         ::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair);
         mine = pair[0];
         theirs = pair[1];
+        // Time enough for any node, and a bound that a broken hand-over cannot hang.
+        const timeval patience{5, 0};
+        ::setsockopt(mine, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     }
     ~Caller() { hangUp(); }
     void hangUp() { ::close(std::exchange(mine, -1)); }
@@ -118,15 +104,11 @@ void expectFailedStart(NodeHost& host, const QStringList& command, const QString
     QElapsedTimer clock;
     clock.start();
     const auto started = launchAndWait(host, launch);
-    ASSERT_TRUE(started.has_value());
-    EXPECT_EQ(started->handle, 0);
-    EXPECT_TRUE(started->error.contains(reason)) << started->error.toStdString();
+    ASSERT_TRUE(started && started->handle == 0 && started->error.contains(reason))
+        << (started ? started->error.toStdString() : "no answer");
     EXPECT_LT(clock.elapsed(), 5000);
-    EXPECT_TRUE(seesEof(caller.mine));
-}
-
-void killTmuxServer(TmuxNodeHost& host) {
-    QProcess::execute("tmux", {"-S", host.tmuxSocket(), "kill-server"});
+    char byte;
+    EXPECT_EQ(::recv(caller.mine, &byte, 1, 0), 0) << "the caller is kept";
 }
 
 class TmuxNodeHostTest : public ::testing::Test {
@@ -136,10 +118,11 @@ class TmuxNodeHostTest : public ::testing::Test {
         QString error;
         ASSERT_TRUE(host.start(&error)) << error.toStdString();
     }
-    void TearDown() override { killTmuxServer(host); }
+    void TearDown() override {
+        QProcess::execute("tmux", {"-S", host.tmuxSocket(), "kill-server"});
+    }
 
-    QTemporaryDir runtime;
-    QTemporaryDir board;
+    QTemporaryDir runtime, board;
     TmuxNodeHost host{runtime.path(), board.path(), QStringLiteral(NODE_EXEC_HELPER)};
 };
 
@@ -158,24 +141,19 @@ TEST_F(TmuxNodeHostTest, NodesGetTheirOwnCallerAreFoundByExactTitleAndFailuresLe
     ASSERT_TRUE(waitFor([&] { return first && second; }, 15000));
     expectServesItsCaller(host, one, *first, 7, "one");
     expectServesItsCaller(host, two, *second, 4, "two");
-    EXPECT_NE(first->handle, second->handle);
-
+    // What windows() lists, and that a missing title finds nothing, the server's rounds and
+    // free-node search show end to end.
     EXPECT_EQ(host.findWindow(title(1)), first->handle);
     EXPECT_NE(host.findWindow("Node1 - KELDTS"), 0);
-    EXPECT_EQ(host.findWindow(title(3)), 0);
-    bool listed = false;
-    for (const NodeHost::Window& w : host.windows())
-        listed |= w.handle == second->handle && w.pid == second->pid && w.title == title(2);
-    EXPECT_TRUE(listed);
 
     one.hangUp();
     EXPECT_TRUE(waitFor([&] { return !host.isWindow(first->handle); }));
-    EXPECT_EQ(host.findWindow(title(1)), 0);
     EXPECT_TRUE(host.isWindow(second->handle));
     two.hangUp();
     EXPECT_TRUE(waitFor([&] { return !host.isWindow(second->handle); }));
 
     expectFailedStart(host, {"./no-such-node-program"}, "no-such-node-program");
+    QString silentSocket;
     {
         // A helper that never calls in: the launch times out and the caller is let go.
         QTemporaryDir otherBoard;
@@ -184,8 +162,11 @@ TEST_F(TmuxNodeHostTest, NodesGetTheirOwnCallerAreFoundByExactTitleAndFailuresLe
         QString error;
         ASSERT_TRUE(silent.start(&error)) << error.toStdString();
         expectFailedStart(silent, {}, "No hand-over within 1000 ms");
-        killTmuxServer(silent);
+        silentSocket = silent.tmuxSocket();
     }
+    // With no node left its tmux server ends with it (that it outlives the host while a node
+    // runs is seen end to end). Killing fails for want of a server, or ends one left behind.
+    EXPECT_NE(QProcess::execute("tmux", {"-S", silentSocket, "kill-server"}), 0);
     // Our copies of the node ends are gone, and nothing else was left open.
     descriptorsBackTo(before);
 }
@@ -195,96 +176,50 @@ TEST_F(TmuxNodeHostTest, ShowGivesAnAttachCommandThatWorksAndHideDetachesItsView
                                          title(1), "sleep 60"}),
               0);
     const qint64 window = host.findWindow(title(1));
+    const QByteArray id = "@" + QByteArray::number(window);
     QString note;
     ASSERT_TRUE(host.show(window, NodeHost::Show::Normal, &note));
     ASSERT_TRUE(note.startsWith(QStringLiteral("to watch it: "))) << note.toStdString();
     // A sysop's terminal, as `script` gives the attach command one.
     QProcess viewer;
     viewer.start("script", {"-qc", note.mid(13), "/dev/null"});
-    const auto viewers = [&] {
+    const auto viewed = [&] {
         QProcess list;
         list.start("tmux", {"-S", host.tmuxSocket(), "list-clients", "-F", "#{window_id}"});
         list.waitForFinished();
-        return QString::fromUtf8(list.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
+        return list.readAllStandardOutput().split('\n').contains(id);
     };
-    ASSERT_TRUE(waitFor([&] { return viewers().contains(QStringLiteral("@%1").arg(window)); }))
-        << viewers().join(' ').toStdString();
+    ASSERT_TRUE(waitFor(viewed)) << "no viewer attached to " << id.toStdString();
 
     ASSERT_TRUE(host.show(window, NodeHost::Show::Hidden, &note)) << note.toStdString();
     EXPECT_TRUE(viewer.waitForFinished(5000));
-    EXPECT_FALSE(viewers().contains(QStringLiteral("@%1").arg(window)));
+    EXPECT_FALSE(viewed());
     EXPECT_TRUE(host.isWindow(window)) << "hiding must leave the node running";
 }
 
-TEST(TmuxServerLifetime, OutlivesTheHostOnlyWhileANodeRuns) {
-    QTemporaryDir runtime, board;
-    QString socket;
-    const auto serverUp = [&] {
-        return QProcess::execute("tmux", {"-S", socket, "has-session"}) == 0;
-    };
-    const auto startHost = [&](TmuxNodeHost& host) {
-        QString error;
-        ASSERT_TRUE(host.start(&error)) << error.toStdString();
-        socket = host.tmuxSocket();
-    };
-    {
-        TmuxNodeHost host(runtime.path(), board.path(), QStringLiteral(NODE_EXEC_HELPER));
-        ASSERT_NO_FATAL_FAILURE(startHost(host));
-        ASSERT_EQ(QProcess::execute("tmux",
-                                    {"-S", socket, "new-window", "-d", "-n", title(1), "sleep 60"}),
-                  0);
-    }
-    EXPECT_TRUE(serverUp()) << "the node went with the host";
-    {
-        TmuxNodeHost host(runtime.path(), board.path(), QStringLiteral(NODE_EXEC_HELPER));
-        ASSERT_NO_FATAL_FAILURE(startHost(host));
-        QProcess::execute("tmux", {"-S", socket, "kill-window", "-t", title(1)});
-    }
-    EXPECT_FALSE(serverUp()) << "a tmux server with no node was left behind";
-    if (serverUp())
-        QProcess::execute("tmux", {"-S", socket, "kill-server"});
-}
-
-TEST(HandOverTest, OnlyTheRightTokenGetsTheSocket) {
+// The right token's hand-over is what every tmux node is started by, end to end.
+TEST(HandOverTest, AWrongTokenGetsNothingAndLeavesTheOfferOpen) {
     QTemporaryDir runtime;
     HandOverServer server;
     QString error;
     ASSERT_TRUE(server.listen(runtime.filePath("h"), &error)) << error.toStdString();
     Caller caller;
-    const QByteArray token = newHandOverToken();
-    std::optional<std::pair<qint64, QString>> finished;
-    server.offer(token, caller.theirs,
-                 [&](qint64 pid, const QString& why) { finished.emplace(pid, why); });
-
-    auto runHelper = [&](const QByteArray& presented, const QString& script) {
-        QProcess helper;
-        helper.start(QStringLiteral(NODE_EXEC_HELPER),
-                     {"--socket", server.path(), "--token", QString::fromLatin1(presented), "--fd",
-                      "5", "--", "/bin/sh", "-c", script});
-        EXPECT_TRUE(waitFor([&] { return helper.state() == QProcess::NotRunning; }));
-        return helper.exitCode();
-    };
-    EXPECT_NE(runHelper("0123456789abcdef0123456789abcdef", "exit 0"), 0);
-    EXPECT_FALSE(finished.has_value());
+    bool finished = false;
+    server.offer(newHandOverToken(), caller.theirs,
+                 [&](qint64, const QString&) { finished = true; });
+    QProcess helper;
+    helper.start(QStringLiteral(NODE_EXEC_HELPER),
+                 {"--socket", server.path(), "--token", "0123456789abcdef0123456789abcdef", "--fd",
+                  "5", "--", "/bin/sh", "-c", "exit 0"});
+    EXPECT_TRUE(waitFor([&] { return helper.state() == QProcess::NotRunning; }));
+    EXPECT_NE(helper.exitCode(), 0);
+    EXPECT_FALSE(finished);
     EXPECT_EQ(server.pendingOffers(), 1);
-
-    EXPECT_EQ(runHelper(token, "printf ok >&5"), 0);
-    ASSERT_TRUE(waitFor([&] { return finished.has_value(); }));
-    EXPECT_TRUE(finished->first > 0 && finished->second.isEmpty())
-        << finished->second.toStdString();
-    EXPECT_EQ(readFrom(caller.mine, 2), QByteArray("ok"));
-    EXPECT_TRUE(seesEof(caller.mine)); // nobody else holds the caller now
-    EXPECT_EQ(server.pendingOffers(), 0);
 }
 
-class ProcessNodeHostTest : public ::testing::Test {
-  protected:
-    QTemporaryDir runtime;
-    QTemporaryDir board;
-    ProcessNodeHost host{runtime.path(), board.path()};
-};
-
-TEST_F(ProcessNodeHostTest, NodesRunDetachedWithOnlyTheirSocketAndOnlyLiveOnesAreFound) {
+TEST(ProcessNodeHostTest, NodesRunDetachedWithOnlyTheirSocketAndOnlyLiveOnesAreFound) {
+    QTemporaryDir runtime, board;
+    ProcessNodeHost host(runtime.path(), board.path());
     const qsizetype before = descriptorsOf(::getpid()).size();
     Caller one, two;
     // The second caller's socket already sits at the number its node wants.
@@ -300,7 +235,6 @@ TEST_F(ProcessNodeHostTest, NodesRunDetachedWithOnlyTheirSocketAndOnlyLiveOnesAr
     ASSERT_TRUE(a && b);
     expectServesItsCaller(host, one, *a, 7, "one");
     expectServesItsCaller(host, two, *b, kSame, "two");
-    EXPECT_EQ(a->handle, a->pid);
     EXPECT_EQ(QFile::symLinkTarget(QStringLiteral("/proc/%1/cwd").arg(a->pid)),
               QDir(board.path()).canonicalPath());
     EXPECT_EQ(::getsid(static_cast<pid_t>(a->pid)), a->pid);
@@ -309,7 +243,6 @@ TEST_F(ProcessNodeHostTest, NodesRunDetachedWithOnlyTheirSocketAndOnlyLiveOnesAr
     ProcessNodeHost restarted(runtime.path(), board.path());
     EXPECT_EQ(restarted.findWindow(title(1)), a->handle);
     EXPECT_EQ(restarted.findWindow(title(2)), b->handle);
-    EXPECT_EQ(restarted.findWindow(title(3)), 0);
 
     one.hangUp();
     // Not its child: the exited node is a zombie until the first host reaps it, and still gone.

@@ -4,43 +4,31 @@
 
 namespace {
 
-KeyStroke key(const char* name, int vk, bool shift = false, bool control = false,
-              bool alt = false) {
-    return {QLatin1String(name), vk, QChar(), shift, control, alt};
+using Keys = QList<KeyStroke>;
+
+KeyStroke key(const char* name, int vk) {
+    return {QLatin1String(name), vk, QChar()};
 }
 
-KeyStroke typed(char c, bool shift = false) {
-    return {QString(), 0, QLatin1Char(c), shift, false, false};
+Keys typed(const char* text) {
+    Keys keys;
+    for (const char* c = text; *c; ++c)
+        keys.append({QString(), 0, QLatin1Char(*c)});
+    return keys;
 }
 
-TEST(SendKeys, ModifiersHoldForTheNextKeyOnly) {
-    EXPECT_EQ(parseSendKeys(QStringLiteral("+{F10}")), QList<KeyStroke>({key("F10", 121, true)}));
-    EXPECT_EQ(parseSendKeys(QStringLiteral("{F10}")), QList<KeyStroke>({key("F10", 121)}));
-    EXPECT_EQ(parseSendKeys(QStringLiteral("+{F1}")), QList<KeyStroke>({key("F1", 112, true)}));
-    EXPECT_EQ(
-        parseSendKeys(QStringLiteral("^%x+ab")),
-        QList<KeyStroke>(
-            {{QString(), 0, QLatin1Char('x'), false, true, true}, typed('a', true), typed('b')}));
-}
-
-TEST(SendKeys, BracesNameKeysWithAnOptionalCount) {
-    EXPECT_EQ(parseSendKeys(QStringLiteral("{TAB 3}")),
-              QList<KeyStroke>({key("TAB", 9), key("TAB", 9), key("TAB", 9)}));
-    EXPECT_EQ(parseSendKeys(QStringLiteral("{tab}")), QList<KeyStroke>({key("TAB", 9)}));
-    // A name of fewer than three characters cannot carry a count.
-    EXPECT_EQ(parseSendKeys(QStringLiteral("{BS 2}")),
-              QList<KeyStroke>({typed('B'), typed('S'), typed(' '), typed('2')}));
-    EXPECT_EQ(parseSendKeys(QStringLiteral("{NOPE}x")),
-              QList<KeyStroke>({typed('N'), typed('O'), typed('P'), typed('E'), typed('x')}));
-}
-
-TEST(SendKeys, LoneBracesAndTildes) {
-    EXPECT_EQ(parseSendKeys(QStringLiteral("{")), QList<KeyStroke>({typed('{')}));
-    EXPECT_EQ(parseSendKeys(QStringLiteral("a{b")),
-              QList<KeyStroke>({typed('a'), typed('{'), typed('b')}));
-    EXPECT_EQ(parseSendKeys(QStringLiteral("~")), QList<KeyStroke>({key("~", 13)}));
-    EXPECT_EQ(parseSendKeys(QStringLiteral("{~}")), QList<KeyStroke>({key("~", 13)}));
-    EXPECT_EQ(parseSendKeys(QStringLiteral("+")), QList<KeyStroke>({typed('+')}));
+// The node commands' own keys (+{F1}, {F10}, +{F10}) are typed into a real node end to end.
+TEST(SendKeys, ModifiersHoldForOneKeyBracesNameKeysWithACountAndAnythingElseIsTyped) {
+    Keys held = typed("xab");
+    held[0].control = held[0].alt = held[1].shift = true;
+    EXPECT_EQ(parseSendKeys("^%x+ab"), held);
+    EXPECT_EQ(parseSendKeys("{TAB 3}"), Keys({key("TAB", 9), key("TAB", 9), key("TAB", 9)}));
+    EXPECT_EQ(parseSendKeys("{tab}~{~}"), Keys({key("TAB", 9), key("~", 13), key("~", 13)}));
+    // A name of fewer than three characters cannot carry a count; what names no key is typed,
+    // and so are a brace that is never closed and a modifier with no key after it.
+    EXPECT_EQ(parseSendKeys("{BS 2}"), typed("BS 2"));
+    EXPECT_EQ(parseSendKeys("{NOPE}x"), typed("NOPEx"));
+    EXPECT_EQ(parseSendKeys("a{b+"), typed("a{b+"));
 }
 
 } // namespace

@@ -12,9 +12,7 @@ TEST(NodeFiles, TcpipCfgHasItsThirteenLines) {
         "\r\n\r\n\r\n\r\nThis file created by KELDTS v2.6.060524 @ 09:05:07 on 03/14/2026\r\n"
         "Line 1: Socket Handle ID\r\nLine 2: User's IP Address\r\nLine 3: User's Hostname\r\n"
         "Line 4: Server's Uptime When User Connected\r\n";
-    EXPECT_EQ(nodefiles::tcpipCfg({QStringLiteral(" 1234 "), QStringLiteral("10.1.2.3 "),
-                                   QStringLiteral(" Unable to resolve."), 93784},
-                                  kNow),
+    EXPECT_EQ(nodefiles::tcpipCfg({" 1234 ", "10.1.2.3 ", " Unable to resolve.", 93784}, kNow),
               expected);
 }
 

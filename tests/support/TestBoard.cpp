@@ -8,6 +8,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QRandomGenerator>
 
 #include <gtest/gtest.h>
 
@@ -75,6 +76,14 @@ void TestBoard::setNodeAction(int node, const QString& action, const QString& ha
     r.setText("timeon", QStringLiteral("12:30"));
     const Result<> written = recordfile::write(file(QStringLiteral("CONTROL.DAT")), node + 1, r);
     EXPECT_TRUE(written.ok()) << written.error().toStdString();
+}
+
+QByteArray TestBoard::noise(qsizetype size, quint32 seed) {
+    QRandomGenerator random(seed);
+    QByteArray bytes(size, '\0');
+    for (char& c : bytes)
+        c = static_cast<char>(random.bounded(256));
+    return bytes;
 }
 
 QByteArray TestBoard::ipRecords(std::initializer_list<const char*> entries) {

@@ -35,6 +35,8 @@ class TestBoard {
     // Puts a caller doing `action` on `node` in CONTROL.DAT, on since 12:30.
     void setNodeAction(int node, const QString& action, const QString& handle = {},
                        int user = 0) const;
+    // Bytes as a node program may leave them: any value, the same ones for the same seed.
+    static QByteArray noise(qsizetype size, quint32 seed = 7);
     // KELDTSIP.DAT records holding `entries`.
     static QByteArray ipRecords(std::initializer_list<const char*> entries);
 

@@ -15,21 +15,12 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QRandomGenerator>
 #include <QScrollBar>
 #include <QTest>
 
 #include <gtest/gtest.h>
 
 namespace {
-
-QByteArray noise(int length, quint32 seed = 7) {
-    QRandomGenerator random(seed);
-    QByteArray bytes(length, '\0');
-    for (char& byte : bytes)
-        byte = static_cast<char>(random.bounded(256));
-    return bytes;
-}
 
 class SettingsFormsTest : public ::testing::Test {
   protected:
@@ -114,7 +105,7 @@ TEST_F(SettingsFormsTest, AFailedSettingsSaveIsReportedAndKeepsTheFormAndTheMemo
 }
 
 TEST_F(SettingsFormsTest, MainConfigKeepsTheNodeProgramsBytesAndRefusesOverflow) {
-    Record onDisk(mainConfigLayout(), noise(372), 0);
+    Record onDisk(mainConfigLayout(), TestBoard::noise(372), 0);
     onDisk.setI16("maxchannelno", 150);
     onDisk.setStr("netlowtime", "2:5");
     onDisk.setStr("nethightime", "06:00");
@@ -225,7 +216,7 @@ TEST_F(SettingsFormsTest, BrowseWritesTheChosenFolderOnItsDeepestDrive) {
 }
 
 TEST_F(SettingsFormsTest, ChannelSetupOnNodeSevenRewritesOnlyItsShownFieldsInBothFiles) {
-    const QByteArray x = noise(10 * 204), s = noise(10 * 64, 8);
+    const QByteArray x = TestBoard::noise(10 * 204), s = TestBoard::noise(10 * 64, 8);
     board.write("CHANNELX.CFG", x);
     board.write("CHANNELS.CFG", s);
     ChannelForm form(*board.board);
