@@ -1,13 +1,13 @@
 #include "app/DemoNode.h"
 
 #include "app/SysopConsole.h"
-#include "app/TelnetInput.h"
 #include "data/Board.h"
 #include "data/RecordFile.h"
 #include "data/SystemConfig.h"
 #include "data/records/BoardFiles.h"
 #include "platform/Cp437.h"
 #include "platform/FileWrite.h"
+#include "server/TelnetInput.h"
 
 #include <QDir>
 #include <QFile>
@@ -17,6 +17,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -24,6 +25,11 @@
 namespace {
 
 constexpr int kIdleLimitMs = 10 * 60 * 1000;
+// A caller who gives no name within this time is let go, so a silent client does not keep the
+// node taken until the idle limit.
+constexpr int kLoginLimitMs = 60 * 1000;
+// A caller whose side takes no bytes for this long has stopped reading; the node stops too.
+constexpr int kSendLimitSeconds = 30;
 constexpr int kMaxName = 30;
 
 void say(const QString& text) {
@@ -42,7 +48,15 @@ class TerminalLogs final : public LogSinks {
 // The caller's side of the conversation, on the handed-down socket.
 class Caller {
   public:
-    explicit Caller(int fd) : fd_(fd) {}
+    explicit Caller(int fd) : fd_(fd) {
+        const timeval limit{kSendLimitSeconds, 0};
+        if (::setsockopt(fd_, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit) != 0)
+            say(QStringLiteral("No time limit on sending to the caller: %1")
+                    .arg(QString::fromLocal8Bit(std::strerror(errno))));
+    }
+
+    // How long the caller may stay silent before the call counts as over.
+    void setIdleLimit(int ms) { idleLimitMs_ = ms; }
 
     // A caller who left makes this fail; SIGPIPE is ignored from the start of the program.
     bool send(const QByteArray& bytes) { return filewrite::writeAll(fd_, bytes); }
@@ -58,7 +72,7 @@ class Caller {
     Event next() {
         while (typed_.isEmpty() && sysop_.isEmpty()) {
             pollfd p[2] = {{fd_, POLLIN, 0}, {console_.descriptor(), POLLIN, 0}};
-            const int ready = ::poll(p, 2, kIdleLimitMs);
+            const int ready = ::poll(p, 2, idleLimitMs_);
             if (ready < 0 && errno == EINTR)
                 continue;
             if (ready <= 0)
@@ -127,6 +141,7 @@ class Caller {
     }
 
     int fd_;
+    int idleLimitMs_ = kLoginLimitMs;
     SysopConsole console_;
     TelnetInput input_;
     QByteArray typed_;
@@ -165,8 +180,9 @@ class DemoNode {
             return 0;
         const QByteArray typed = caller_.line(kMaxName).trimmed();
         if (typed.isNull())
-            return leave(QStringLiteral("hung up at the name prompt"));
+            return leave(QStringLiteral("left at the name prompt, or gave no name in time"));
         name_ = typed.isEmpty() ? QStringLiteral("Guest") : cp437::toUnicode(typed);
+        caller_.setIdleLimit(kIdleLimitMs);
         updateRecord(QStringLiteral("Main Menu"));
         say(QStringLiteral("Node %1: %2 logged in").arg(node_).arg(name_));
         return menu();

@@ -17,7 +17,6 @@
 
 #include <QApplication>
 #include <QDir>
-#include <QFileInfo>
 
 #include <cstdio>
 #include <memory>
@@ -32,10 +31,12 @@ void print(FILE* stream, const QString& text) {
 
 const char* kUsage = "usage: keldts [--headless] [/RESETWINDOW]\n"
                      "       keldts demo [DIR] [--port N] [--no-run] [--headless]\n"
-                     "       keldts ctl start|stop|offline|reload|exit|status|nodes\n"
-                     "       keldts ctl node N show|hide|chat|boot|noise|close|reset|block "
-                     "[--yes]\n"
-                     "       keldts ctl reset-all|boot-all [--yes]\n";
+                     "       keldts ctl [--board DIR] start|stop|offline|reload|exit|status|nodes\n"
+                     "       keldts ctl [--board DIR] node N "
+                     "show|hide|chat|boot|noise|close|reset|block [--yes]\n"
+                     "       keldts ctl [--board DIR] reset-all|boot-all [--yes]\n"
+                     "(ctl talks to the server of the board in DIR, by default the current "
+                     "directory)\n";
 
 bool wantsHeadless(const QStringList& args) {
     if (args.contains(QStringLiteral("--headless")))
@@ -46,26 +47,39 @@ bool wantsHeadless(const QStringList& args) {
 
 int runControl(int argc, char** argv) {
     QCoreApplication app(argc, argv);
-    const QStringList args = app.arguments();
-    if (args.size() < 3) {
+    QStringList words = app.arguments().mid(2);
+    // The server that answers is the one of the board: the current directory unless named.
+    QString board = QDir::currentPath();
+    for (qsizetype i = 0; i < words.size(); ++i) {
+        const QString& word = words.at(i);
+        if (word.startsWith(QLatin1String("--board="))) {
+            board = word.mid(8);
+            words.removeAt(i--);
+        } else if (word == QLatin1String("--board") && i + 1 < words.size()) {
+            board = words.at(i + 1);
+            words.remove(i, 2);
+            --i;
+        }
+    }
+    if (words.isEmpty() || board.isEmpty()) {
         std::fputs(kUsage, stderr);
         return 2;
     }
-    QString reply;
-    if (!SingleInstance::request(args.mid(2).join(QLatin1Char(' ')), &reply)) {
-        print(stderr, QStringLiteral("KELDTS is not running (no answer on %1)")
-                          .arg(SingleInstance::socketPath()));
+    const Result<QString> reply = SingleInstance::request(
+        QDir::cleanPath(QDir::current().absoluteFilePath(board)), words.join(QLatin1Char(' ')));
+    if (!reply) {
+        print(stderr, reply.error());
         return 1;
     }
-    print(stdout, reply);
-    return reply.startsWith(QLatin1String("unknown")) ? 2 : 0;
+    print(stdout, reply.value());
+    return reply->startsWith(QLatin1String("unknown")) ? 2 : 0;
 }
 
 // The consoles the nodes run in. tmux is started here, before the first caller's socket
 // exists, so that the tmux server inherits none of them.
 std::unique_ptr<NodeHost> startNodeHost(const PlatformSettings& platform, const QString& board,
                                         QString* note) {
-    const QString runtime = SingleInstance::runtimeDirectory();
+    const QString runtime = SingleInstance::nodeHostDirectory(board);
     if (platform.nodeHost != QLatin1String("process")) {
         auto tmux = std::make_unique<TmuxNodeHost>(runtime, board);
         tmux->setViewer(platform.viewer);
@@ -124,6 +138,11 @@ int runServer(QCoreApplication& app, SingleInstance& instance, bool headless,
         return app.exec();
     if (!hostNote.isEmpty())
         logs.writeDebugPane(logs.paneTime() + QStringLiteral(" : ") + hostNote);
+    for (const QString& note : instance.notes())
+        logs.writeDebugPane(logs.paneTime() + QStringLiteral(" : ") + note);
+    QObject::connect(&instance, &SingleInstance::trouble, &app, [&logs](const QString& text) {
+        logs.writeDebugPane(logs.paneTime() + QStringLiteral(" : ") + text);
+    });
     for (const QString& problem : platform.problems)
         logs.writeDebugPane(logs.paneTime() + QStringLiteral(" : Not understood: ") + problem);
     instance.setHandler([&server](const QString& command, std::function<void()>& after) {
@@ -155,7 +174,6 @@ int main(int argc, char** argv) {
     if (!rest.isEmpty() && rest.first() == QLatin1String("demo")) {
         demo.wanted = true;
         demo.options.directory = QStringLiteral("demo-board");
-        demo.options.program = QFileInfo(args.first()).absoluteFilePath();
         for (int i = 1; i < rest.size(); ++i) {
             const QString& a = rest.at(i);
             if (a == QLatin1String("--port") && i + 1 < rest.size())
@@ -188,19 +206,34 @@ int main(int argc, char** argv) {
     else
         app = std::make_unique<QApplication>(argc, argv);
 
+    // The program itself, not argv[0]: started through PATH, argv[0] is a bare name that the
+    // nodes' LOADBBS.BAT could not run.
+    demo.options.program = QCoreApplication::applicationFilePath();
+    // The board is where the server runs: the current directory, or the demo's main directory,
+    // made first so that its lock can be taken before a file of the board is written.
+    QString board = QDir::currentPath();
+    if (demo.wanted && demo.run) {
+        board = QDir(demo.options.directory).absoluteFilePath(QStringLiteral("KELD"));
+        if (!QDir().mkpath(board)) {
+            print(stderr, QStringLiteral("Cannot create %1").arg(board));
+            return 1;
+        }
+    }
     // The one-instance check comes before anything is written: a second start touches no file.
-    SingleInstance instance;
+    SingleInstance instance(board);
     if (demo.run) {
-        QString error;
-        if (!instance.acquire(&error)) {
-            if (!error.isEmpty()) {
-                print(stderr, error);
-                return 1;
-            }
-            QString reply;
-            SingleInstance::request(QStringLiteral("activate"), &reply);
+        const Result<SingleInstance::Claim> claim = instance.acquire();
+        if (!claim) {
+            print(stderr, claim.error());
+            return 1;
+        }
+        if (claim.value() == SingleInstance::Claim::Taken) {
+            const Result<QString> reply =
+                SingleInstance::request(board, QStringLiteral("activate"));
             print(stdout,
-                  QStringLiteral("KELDTS is already running; it was asked to come to the front."));
+                  QStringLiteral("KELDTS is already running on the board in %1; %2")
+                      .arg(board, reply ? QStringLiteral("it was asked to come to the front.")
+                                        : reply.error()));
             return 0;
         }
     }

@@ -406,11 +406,11 @@ QString BenchBoard::run(const QStringList& args, const QString& workingDir) cons
 }
 
 QString BenchBoard::ctl(const QString& command) const {
-    return run({QStringLiteral("ctl"), command});
+    return run({QStringLiteral("ctl"), command}, mainDir());
 }
 
 QString BenchBoard::tmuxSocket() const {
-    const QDir runtime(dir_.path() + QStringLiteral("/xdg/keldts"));
+    const QDir runtime(mainDir() + QStringLiteral("/.keldts/host"));
     const QStringList sockets =
         runtime.entryList({QStringLiteral("tmux-*")}, QDir::System | QDir::Files);
     return sockets.isEmpty() ? QString() : runtime.filePath(sockets.first());

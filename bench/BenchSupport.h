@@ -69,8 +69,8 @@ double cpuSeconds(pid_t pid);
 // Processes whose command line holds `word` and, when `cwd` is given, that run in that folder.
 std::vector<pid_t> processesWith(const QByteArray& word, const QString& cwd = {});
 
-// keldts on a demo board in a temporary folder, with a private runtime directory so that it
-// never meets a sysop's own instance or its tmux server.
+// keldts on a demo board in a temporary folder, so that it never meets a sysop's own instance
+// or its tmux server: those belong to the board.
 class BenchBoard {
   public:
     BenchBoard();

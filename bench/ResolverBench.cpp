@@ -139,7 +139,7 @@ int main(int argc, char** argv) {
         !board.start())
         return 1;
     const QByteArray socketPath =
-        QFile::encodeName(runtime + QStringLiteral("/keldts/KELDTS.sock"));
+        QFile::encodeName(board.mainDir() + QStringLiteral("/.keldts/KELDTS.sock"));
     std::printf("resolver: look-ups held %d ms by the shim, keldts pid %d, limit %.0f ms\n",
                 delayMs, int(board.pid()), kLimitMs);
 

@@ -1,6 +1,7 @@
 #include "console/BoardLogs.h"
 
 #include "platform/Cp437.h"
+#include "platform/FileAccess.h"
 
 #include <QFile>
 #include <QLocale>
@@ -16,10 +17,10 @@ namespace {
 // Appends whole lines or nothing: a write cut short by a full disk or a file-size limit is
 // taken back, so the log never holds half a line.
 bool appendBytes(const QString& path, const QByteArray& bytes) {
-    const int fd = ::open(QFile::encodeName(path).constData(),
-                          O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
-    if (fd < 0)
+    const Result<int> opened = fileaccess::openRegular(path, O_WRONLY | O_APPEND | O_CREAT);
+    if (!opened)
         return false;
+    const int fd = opened.value();
     struct stat before {};
     bool ok = ::fstat(fd, &before) == 0;
     qsizetype done = 0;

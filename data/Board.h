@@ -8,6 +8,7 @@
 
 #include <QDate>
 #include <QDateTime>
+#include <QHash>
 #include <QString>
 
 // Where the server reports what it does: the debug pane and the event log. The console
@@ -66,8 +67,11 @@ class Board {
     Record windowState{windowStateLayout()};
 
     qint16 serverState = StateStarting;
-    // The admission lock: 0 free, 101 while a node is searched, else the node being admitted.
-    qint16 pendingNode = 0;
+    // The nodes that callers are being admitted to, with their calling addresses: in use, though
+    // no node program runs there yet.
+    QHash<int, QString> admitting;
     QDateTime startTime;
     QDate displayDate;
+    // The length of a short MAIN.CFG the sysop has been told of; -1 for none.
+    qint64 shortMainConfigReported = -1;
 };

@@ -1,5 +1,6 @@
 #include "data/RecordFile.h"
 
+#include "platform/FileAccess.h"
 #include "platform/FileWrite.h"
 
 #include <QFile>
@@ -44,9 +45,10 @@ off_t offsetOf(int number, int length) {
 } // namespace
 
 Result<> read(const QString& path, int number, Record& record) {
-    Descriptor fd(::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC));
-    if (fd.get() < 0)
-        return systemFailure(QStringLiteral("open"), path);
+    const Result<int> opened = fileaccess::openRegular(path, O_RDONLY);
+    if (!opened)
+        return failureOf(opened);
+    Descriptor fd(opened.value());
     const int length = record.layout().length;
     QByteArray buffer(length, '\0');
     const off_t offset = offsetOf(number, length);
@@ -67,10 +69,10 @@ Result<> read(const QString& path, int number, Record& record) {
 }
 
 Result<> write(const QString& path, int number, const Record& record) {
-    Descriptor fd(
-        ::open(QFile::encodeName(path).constData(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666));
-    if (fd.get() < 0)
-        return systemFailure(QStringLiteral("open"), path);
+    const Result<int> opened = fileaccess::openRegular(path, O_WRONLY | O_CREAT);
+    if (!opened)
+        return failureOf(opened);
+    Descriptor fd(opened.value());
     const QByteArray& bytes = record.bytes();
     const off_t offset = offsetOf(number, static_cast<int>(bytes.size()));
     qsizetype done = 0;

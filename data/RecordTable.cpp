@@ -1,6 +1,7 @@
 #include "data/RecordTable.h"
 
 #include "data/RecordFile.h"
+#include "platform/FileAccess.h"
 #include "platform/FileWrite.h"
 
 #include <QFile>
@@ -26,7 +27,8 @@ constexpr int kCarryPasses = 8;
 class OpenTable {
   public:
     explicit OpenTable(const QString& path)
-        : path_(path), fd_(::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC)) {}
+        : path_(path), opened_(fileaccess::openRegular(path, O_RDONLY)),
+          fd_(opened_ ? opened_.value() : -1) {}
     ~OpenTable() {
         if (fd_ >= 0)
             ::close(fd_);
@@ -34,7 +36,8 @@ class OpenTable {
     OpenTable(const OpenTable&) = delete;
     OpenTable& operator=(const OpenTable&) = delete;
 
-    bool isOpen() const { return fd_ >= 0; }
+    // Why the table could not be opened; success when it is open.
+    Result<> opening() const { return opened_ ? Result<>() : Result<>(failureOf(opened_)); }
 
     // Everything the file holds, as many bytes as its size says. A file that ends early was cut
     // short while it was read, and what came is not the table.
@@ -72,6 +75,7 @@ class OpenTable {
 
   private:
     QString path_;
+    Result<int> opened_;
     int fd_;
 };
 
@@ -141,8 +145,8 @@ Result<qint16> count(const QString& path, const RecordLayout& layout) {
 
 Result<QList<Record>> read(const QString& path, const RecordLayout& layout) {
     const OpenTable table(path);
-    if (!table.isOpen())
-        return systemFailure(QStringLiteral("open"), path);
+    if (Result<> opened = table.opening(); !opened)
+        return failureOf(opened);
     const Result<QByteArray> bytes = table.readAll(layout);
     if (!bytes)
         return failureOf(bytes);
@@ -166,8 +170,8 @@ Result<> rewrite(const QString& path, const RecordLayout& layout, const Rearrang
                  const QString& workFile) {
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
         const OpenTable table(path);
-        if (!table.isOpen())
-            return systemFailure(QStringLiteral("open"), path);
+        if (Result<> opened = table.opening(); !opened)
+            return opened;
         Result<QByteArray> bytes = table.readAll(layout);
         if (!bytes)
             return failureOf(bytes);

@@ -63,6 +63,24 @@ Result<> loadServerConfig(Board& board) {
     return {};
 }
 
+// A MAIN.CFG shorter than its record reads as zeros where it ends, and a board with no active
+// channels turns every caller away as busy; the sysop hears why, once for each new length.
+void warnOfShortMainConfig(Board& board) {
+    const Result<qint64> size = recordfile::size(board.path(mainConfigLayout()));
+    const qint64 length = size.ok() ? size.value() : -1;
+    if (length == board.shortMainConfigReported)
+        return;
+    board.shortMainConfigReported = length < mainConfigLayout().length ? length : -1;
+    if (board.shortMainConfigReported < 0)
+        return;
+    board.logs.reportError(
+        QStringLiteral("MAIN.CFG holds %1 bytes of its %2: what is missing reads "
+                       "as zero (# Active Channels: %3)")
+            .arg(length)
+            .arg(mainConfigLayout().length)
+            .arg(board.mainConfig.i16("maxchannelno")));
+}
+
 void correctServerConfig(Board& board) {
     Record& cfg = board.serverConfig;
     const QString title = QStringLiteral("KELDTS - Information");
@@ -120,13 +138,15 @@ Result<> getMainConfig(const Board& board, Record& mainConfig) {
 
 Result<> getSysPaths(const Board& board, bool fromCurrentDirectory, Record& sysPaths) {
     const QString path = fromCurrentDirectory
-                             ? QDir::current().absoluteFilePath(sysPathsLayout().nameOf())
+                             ? caseBlindPath(QDir::currentPath(), sysPathsLayout().nameOf())
                              : board.path(sysPathsLayout());
     return recordfile::read(path, 1, sysPaths);
 }
 
 ConfigLoad loadSystemConfig(Board& board) {
-    const QString sysPathsFile = QDir::current().absoluteFilePath(sysPathsLayout().nameOf());
+    if (!board.platform.unreadable.isEmpty())
+        return fatal(board.platform.unreadable);
+    const QString sysPathsFile = caseBlindPath(QDir::currentPath(), sysPathsLayout().nameOf());
     if (!QFileInfo(sysPathsFile).isFile())
         return fatal(QStringLiteral(
             "Cannot find SYSPATHS.CFG! Make sure KELDTS is in your KELD main directory."));
@@ -141,7 +161,10 @@ ConfigLoad loadSystemConfig(Board& board) {
         const ResolvedPath resolved =
             resolveDosPath(board.platform.drives, dosPath, QDir::currentPath());
         if (!resolved.ok())
-            return fatal(unmappedDriveMessage(resolved.unmappedDrive, dosPath));
+            return fatal(unmappedDriveMessage(resolved.unmappedDrive, dosPath) +
+                         (board.platform.missing.isEmpty()
+                              ? QString()
+                              : QStringLiteral(" (") + board.platform.missing + QLatin1Char(')')));
     }
 
     const QString mainDos = board.sysPaths.text("main");
@@ -163,9 +186,18 @@ ConfigLoad loadSystemConfig(Board& board) {
         return fatal(missingMain + QStringLiteral(" (") + read.error() + QLatin1Char(')'));
     if (board.mainConfig.i16("maxchannelno") > 100)
         board.mainConfig.setI16("maxchannelno", 100);
+    warnOfShortMainConfig(board);
 
-    if (!loadServerConfig(board).ok()) {
-        board.logs.reportError(kCannotLoad);
+    const Record before = board.serverConfig;
+    if (const Result<> loaded = loadServerConfig(board); !loaded) {
+        // Without its settings the server cannot even know its port: a start stops here, a
+        // running server goes on with what it had.
+        if (board.serverState == StateStarting)
+            return fatal(kCannotLoad + QStringLiteral(": ") + loaded.error());
+        board.serverConfig = before;
+        board.logs.reportError(
+            kCannotLoad +
+            QStringLiteral(": %1; the settings in memory stay in force").arg(loaded.error()));
         return {};
     }
     correctServerConfig(board);

@@ -65,6 +65,10 @@ QString resolveComponents(QString root, const QStringList& components) {
 
 } // namespace
 
+QString caseBlindPath(const QString& directory, const QString& name) {
+    return resolveComponents(directory, {name});
+}
+
 ResolvedPath resolveDosPath(const DriveMap& drives, const QString& path, const QString& base) {
     const QString trimmed = path.trimmed();
     if (trimmed.startsWith(QLatin1Char('/')))

@@ -27,6 +27,10 @@ struct ResolvedPath {
 // keeps the spelling the board wrote. Relative paths are taken from `base`.
 ResolvedPath resolveDosPath(const DriveMap& drives, const QString& path, const QString& base);
 
+// `name` in `directory`, spelt as it stands on disk where an entry matches it but for case, as
+// DOS names are found.
+QString caseBlindPath(const QString& directory, const QString& name);
+
 // The fatal start-up text for a DOS path whose drive is not mapped.
 QString unmappedDriveMessage(QChar drive, const QString& dosPath);
 

@@ -81,6 +81,10 @@ Result<> replace(const QString& path, const QByteArray& bytes) {
     const QByteArray targetName = QFile::encodeName(target);
     struct stat old {};
     const bool replacing = ::stat(targetName.constData(), &old) == 0;
+    // A FIFO or a device where a board file belongs is someone's mistake or mischief; replacing
+    // it would hide that.
+    if (replacing && !S_ISREG(old.st_mode))
+        return Failure{QStringLiteral("Cannot replace %1: it is not a file").arg(target)};
     const QString aside = target + QStringLiteral(".NEW");
     const QByteArray asideName = QFile::encodeName(aside);
     // Whatever a killed rewrite left here is stale; O_EXCL then makes sure we write a file of

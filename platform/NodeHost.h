@@ -39,17 +39,22 @@ class NodeHost {
 
     virtual ~NodeHost() = default;
 
-    // Every live window, from one look at the host.
+    // Every live window, as the host last saw them. These questions never wait: a host that
+    // has to ask another process answers from its last look and what it did since.
     virtual QList<Window> windows() = 0;
     // The window titled exactly `title`, 0 if none.
     virtual qint64 findWindow(const QString& title) = 0;
     virtual bool isWindow(qint64 handle) = 0;
+    // Asks for a fresh look without waiting for it; the answers above catch up when it comes.
+    // A host that looks afresh at every question has nothing to do here.
+    virtual void requestWindows() {}
     // Starts a node. `done` is called on the event loop once the node holds the socket or the
     // start has failed; the host closes its copy of the socket by then.
     virtual void launch(const Launch& request, std::function<void(const Started&)> done) = 0;
     // Brings the window's console before the sysop (Normal), leaves it where a look finds it
     // (Minimized) or takes it from view (Hidden). `note` says what came of it: how to look at
-    // the node when nothing could be opened, or, with false, why nothing could be done.
+    // the node when nothing could be opened, or, with false, why nothing could be done. Like
+    // sendKeys it does not wait for the window to have done it.
     virtual bool show(qint64 handle, Show how, QString* note) = 0;
     // Types `keys` into the window's console. False, with `why`, when it cannot take keys.
     virtual bool sendKeys(qint64 handle, const QList<KeyStroke>& keys, QString* why) = 0;

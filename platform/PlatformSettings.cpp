@@ -1,6 +1,8 @@
 #include "platform/PlatformSettings.h"
 
-#include <QFile>
+#include "platform/FileAccess.h"
+
+#include <QFileInfo>
 
 namespace {
 
@@ -17,14 +19,20 @@ QString stripComment(const QString& line) {
 
 PlatformSettings readPlatformSettings(const QString& iniPath) {
     PlatformSettings settings;
-    QFile file(iniPath);
-    if (!file.open(QIODevice::ReadOnly))
+    if (!QFileInfo::exists(iniPath) && !QFileInfo(iniPath).isSymLink()) {
+        settings.missing = QStringLiteral("there is no %1").arg(iniPath);
         return settings;
+    }
+    const Result<QByteArray> text = fileaccess::readSmall(iniPath);
+    if (!text) {
+        settings.unreadable = text.error();
+        return settings;
+    }
     QString section;
     int lineNumber = 0;
-    while (!file.atEnd()) {
+    for (const QByteArray& raw : text.value().split('\n')) {
         ++lineNumber;
-        const QString line = stripComment(QString::fromUtf8(file.readLine(4096))).trimmed();
+        const QString line = stripComment(QString::fromUtf8(raw)).trimmed();
         if (line.isEmpty())
             continue;
         if (line.startsWith(QLatin1Char('[')) && line.endsWith(QLatin1Char(']'))) {
@@ -35,6 +43,7 @@ PlatformSettings readPlatformSettings(const QString& iniPath) {
         const QString key = eq < 0 ? line : line.left(eq).trimmed();
         const QString value = eq < 0 ? QString() : line.mid(eq + 1).trimmed();
         const QString where = QStringLiteral("KELDTS.INI line %1: %2").arg(lineNumber).arg(line);
+        bool number = false;
         if (eq < 0) {
             settings.problems << where;
         } else if (section == QLatin1String("drives")) {
@@ -51,6 +60,18 @@ PlatformSettings readPlatformSettings(const QString& iniPath) {
         } else if (section == QLatin1String("nodes") &&
                    key.compare(QLatin1String("viewer"), Qt::CaseInsensitive) == 0) {
             settings.viewer = value;
+        } else if (section == QLatin1String("server") &&
+                   key.compare(QLatin1String("listen"), Qt::CaseInsensitive) == 0) {
+            settings.listenAddress = value;
+        } else if (section == QLatin1String("callers") &&
+                   key.compare(QLatin1String("nodes-per-address"), Qt::CaseInsensitive) == 0 &&
+                   value.toUInt(&number) < 100 && number) {
+            settings.nodesPerAddress = value.toInt();
+        } else if (section == QLatin1String("callers") &&
+                   key.compare(QLatin1String("press-esc"), Qt::CaseInsensitive) == 0 &&
+                   (value.toLower() == QLatin1String("yes") ||
+                    value.toLower() == QLatin1String("no"))) {
+            settings.pressEsc = value.toLower() == QLatin1String("yes");
         } else {
             settings.problems << where;
         }
@@ -65,7 +86,12 @@ QByteArray platformSettingsText(const QString& cDrive) {
                           "run=\n"
                           "[Nodes]\n"
                           "host=tmux\n"
-                          "viewer=\n")
+                          "viewer=\n"
+                          "[Server]\n"
+                          "listen=\n"
+                          "[Callers]\n"
+                          "nodes-per-address=0\n"
+                          "press-esc=no\n")
         .arg(cDrive)
         .toUtf8();
 }

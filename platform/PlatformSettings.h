@@ -11,8 +11,13 @@ struct PlatformSettings {
     DriveMap drives;
     QString dosRun;                            // [Dos] run=: template that runs a DOS batch
     QString nodeHost = QStringLiteral("tmux"); // [Nodes] host=: tmux | process
-    QString viewer;       // [Nodes] viewer=: terminal command that shows a node
-    QStringList problems; // lines that could not be understood, for the log
+    QString viewer;          // [Nodes] viewer=: terminal command that shows a node
+    QString listenAddress;   // [Server] listen=: the address callers come to; empty: all
+    int nodesPerAddress = 0; // [Callers] nodes-per-address=: most nodes one address holds; 0: any
+    bool pressEsc = false;   // [Callers] press-esc=yes: Esc twice before a caller gets a node
+    QStringList problems;    // lines that could not be understood, for the log
+    QString missing;         // that the file is not there, for messages about what it lacks
+    QString unreadable;      // why a file that is there could not be read: no server can run
 };
 
 // A missing file gives the defaults; a line that makes no sense is noted, never fatal.

@@ -1,41 +1,70 @@
 #pragma once
 
+#include "platform/Result.h"
+
+#include <QElapsedTimer>
 #include <QObject>
 #include <QString>
+#include <QStringList>
 
 #include <functional>
 
-class QLocalServer;
+#include <sys/types.h>
 
-// One server per machine, named "KELDTS": an exclusive lock and a local socket in the runtime
-// directory. The socket also carries `keldts ctl` commands; a later start that finds the lock
-// taken sends "activate" and leaves.
+class QSocketNotifier;
+class QTimer;
+
+// One server per board: an exclusive lock and a control socket in the board's own runtime
+// directory, `<board>/.keldts`. They belong to the board, not to a login session, so a server
+// started by systemd and one started from a desktop login find each other, and the board's
+// group can reach the socket with `keldts ctl`. A later start that finds the lock taken sends
+// "activate" and leaves.
 class SingleInstance : public QObject {
     Q_OBJECT
   public:
     // A command line in, a reply out (one line, or several for a list). `after` runs once the reply
     // has gone out, so that "exit" can answer before the process ends.
     using Handler = std::function<QString(const QString& command, std::function<void()>& after)>;
+    enum class Claim { Ours, Taken };
 
-    explicit SingleInstance(QObject* parent = nullptr);
+    explicit SingleInstance(const QString& boardDirectory, QObject* parent = nullptr);
     ~SingleInstance() override;
 
-    // $XDG_RUNTIME_DIR/keldts, or /tmp/keldts-<uid> where the session has no runtime directory.
-    static QString runtimeDirectory();
-    static QString socketPath();
+    static QString runtimeDirectory(const QString& board);
+    static QString socketPath(const QString& board);
+    // Where the node hosts keep the tmux server's socket and the hand-over socket: private to
+    // the server's user even when the board's group may use the control socket.
+    static QString nodeHostDirectory(const QString& board);
 
-    // True when this process is now the one instance. False when another holds it; `error`
-    // then stays empty. Any other failure fills `error`.
-    bool acquire(QString* error);
+    // Taken when another server holds the board. A failure says why nothing could be decided
+    // (a runtime directory someone else could tamper with, a path too long for a socket).
+    Result<Claim> acquire();
+    // What the sysop should hear once the log is up (the group left out of `ctl`, say).
+    const QStringList& notes() const { return notes_; }
     void setHandler(Handler handler) { handler_ = std::move(handler); }
 
-    // Sends one command to the running instance and returns its reply; false when none runs.
-    static bool request(const QString& command, QString* reply, int timeoutMs = 5000);
+    // Sends one command to the server of `board` and returns its reply. Fails when none runs
+    // there or the runtime directory is not one to trust.
+    static Result<QString> request(const QString& board, const QString& command,
+                                   int timeoutMs = 5000);
+
+  signals:
+    // Control connections cannot be taken (no descriptors left); said at most once a second.
+    void trouble(const QString& text);
 
   private:
-    void serve();
+    // `group` gets the socket too unless it is gid_t(-1).
+    Result<> listen(gid_t group);
+    void acceptAll();
+    void serve(int fd);
 
+    QString board_;
     int lockFd_ = -1;
-    QLocalServer* server_ = nullptr;
+    int listenFd_ = -1;
+    int clients_ = 0;
+    QSocketNotifier* notifier_ = nullptr;
+    QTimer* retry_ = nullptr;
+    QElapsedTimer lastTrouble_;
+    QStringList notes_;
     Handler handler_;
 };

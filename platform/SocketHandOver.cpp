@@ -3,6 +3,7 @@
 #include <QFile>
 #include <QRandomGenerator>
 #include <QSocketNotifier>
+#include <QTimer>
 
 #include <cerrno>
 #include <cstring>
@@ -14,6 +15,8 @@
 #include <unistd.h>
 
 namespace {
+
+constexpr int kAcceptRetryMs = 250;
 
 // A token line is 32 hex digits; anything much longer is not one of ours.
 constexpr qsizetype kMaxLine = 512;
@@ -110,7 +113,14 @@ void HandOverServer::acceptAll() {
         if (fd < 0) {
             if (errno == EINTR || errno == ECONNABORTED)
                 continue;
-            return; // EAGAIN, or out of descriptors: the next readiness tries again
+            // Out of descriptors the waiting node stays in the backlog and the socket stays
+            // readable: a pause keeps the loop from spinning until descriptors are free again.
+            if (errno != EAGAIN && errno != EWOULDBLOCK) {
+                notifier_->setEnabled(false);
+                QTimer::singleShot(kAcceptRetryMs, notifier_,
+                                   [notifier = notifier_] { notifier->setEnabled(true); });
+            }
+            return;
         }
         auto connection = std::make_shared<Connection>();
         connection->fd = fd;

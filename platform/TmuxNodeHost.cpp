@@ -12,17 +12,22 @@
 #include <QProcessEnvironment>
 #include <QTimer>
 
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
 #include <unistd.h>
 
 namespace {
 
-const QString kSession = QStringLiteral("KELDTS");
-const QString kSessionTarget = QStringLiteral("=KELDTS");
+const QByteArray kSessionTarget = "=KELDTS";
 const QString kPlaceholder = QStringLiteral("placeholder");
-const QString kWindowFormat = QStringLiteral("#{window_id} #{pane_pid} #{window_name}");
+const QByteArray kWindowFormat = "#{window_id} #{pane_pid} #{window_name}";
 constexpr int kStartTimeoutMs = 5000;
-constexpr int kListTimeoutMs = 1000;
-constexpr int kControlRetryMs = 1000;
+// An answer this late means tmux is not answering at all (it takes well under a millisecond).
+constexpr int kStalledMs = 500;
+// How long leaving waits for a tmux that answers to end its server.
+constexpr int kExitWaitMs = 1000;
 
 // The tmux server is forked from its first client and keeps every descriptor it inherits for
 // ever; marking them all close-on-exec in the child leaves it only the standard three.
@@ -35,6 +40,30 @@ bool paneOwnsVariable(const QString& name) {
     return name == QLatin1String("TERM") || name == QLatin1String("TMUX") ||
            name == QLatin1String("TMUX_PANE") || name == QLatin1String("COLUMNS") ||
            name == QLatin1String("LINES");
+}
+
+// One word of a command line for tmux's own parser, which reads escapes, $VARIABLES and a
+// leading ~ even between double quotes, and ends the command at a new line.
+QByteArray word(const QByteArray& text) {
+    QByteArray quoted = "\"";
+    for (const char c : text) {
+        if (c == '\n') {
+            quoted += "\\n";
+            continue;
+        }
+        if (c == '"' || c == '\\' || c == '$' || c == '~')
+            quoted += '\\';
+        quoted += c;
+    }
+    return quoted + '"';
+}
+
+QByteArray word(const QString& text) {
+    return word(text.toUtf8());
+}
+
+QByteArray windowTarget(qint64 handle) {
+    return '@' + QByteArray::number(handle);
 }
 
 } // namespace
@@ -62,30 +91,33 @@ TmuxNodeHost::TmuxNodeHost(const QString& runtimeDirectory, const QString& mainD
 }
 
 TmuxNodeHost::~TmuxNodeHost() {
-    for (Pending* pending : std::as_const(pending_))
-        delete pending;
+    const bool launching = !pending_.isEmpty();
+    qDeleteAll(std::exchange(pending_, {}));
+    QProcess* control = control_;
+    if (!control)
+        return;
+    disconnect(control, nullptr, this, nullptr);
     // Node windows keep the tmux server for the next start to adopt; with the placeholder alone
-    // nothing is worth leaving a process behind for.
-    QByteArray names;
-    const bool listed =
-        runTmux({QStringLiteral("list-windows"), QStringLiteral("-t"), kSessionTarget,
-                 QStringLiteral("-F"), QStringLiteral("#{window_name}")},
-                &names, kListTimeoutMs);
-    if (listed && names.trimmed() == kPlaceholder.toUtf8())
-        runTmux({QStringLiteral("kill-server")}, &names, kListTimeoutMs);
-    if (control_) {
-        // Closing its input detaches the control client; the nodes stay.
-        control_->closeWriteChannel();
-        if (!control_->waitForFinished(500))
-            control_->kill();
+    // nothing is worth leaving a process behind for. A tmux that does not answer is left as it
+    // is: waiting for it could take for ever.
+    const bool onlyPlaceholder = windowsKnown_ && !launching &&
+                                 std::all_of(windows_.begin(), windows_.end(),
+                                             [](auto& w) { return w.title == kPlaceholder; });
+    if (answering() && onlyPlaceholder) {
+        control->write("kill-server\n");
+        control->closeWriteChannel();
+        if (control->waitForFinished(kExitWaitMs))
+            return;
     }
-    // A tmux command still on its way (a window being killed) is let finish, not killed.
-    for (QProcess* process : findChildren<QProcess*>()) {
-        if (process->state() != QProcess::NotRunning && !process->waitForFinished(1000)) {
-            process->kill();
-            process->waitForFinished(1000);
-        }
-    }
+    // Killing the client only detaches it; the nodes stay.
+    control->kill();
+    control->waitForFinished(kExitWaitMs);
+}
+
+bool TmuxNodeHost::answering() const {
+    if (state_ == Control::Attached)
+        return written_.empty() || written_.front().sent.elapsed() < kStalledMs;
+    return false;
 }
 
 bool TmuxNodeHost::start(QString* error) {
@@ -103,30 +135,17 @@ bool TmuxNodeHost::start(QString* error) {
         }
         handOver_ = server;
     }
-    QByteArray output;
-    const bool running =
-        runTmux({QStringLiteral("has-session"), QStringLiteral("-t"), kSessionTarget}, &output,
-                kStartTimeoutMs);
-    QStringList setup = running ? QStringList() : sessionSetup() << QStringLiteral(";");
-    setup << QStringLiteral("set-option") << QStringLiteral("-g") << QStringLiteral("-w")
-          << QStringLiteral("automatic-rename") << QStringLiteral("off") << QStringLiteral(";")
-          << QStringLiteral("set-option") << QStringLiteral("-g") << QStringLiteral("-w")
-          << QStringLiteral("allow-rename") << QStringLiteral("off") << QStringLiteral(";")
-          << QStringLiteral("set-option") << QStringLiteral("-g") << QStringLiteral("-w")
-          << QStringLiteral("remain-on-exit") << QStringLiteral("off")
-          << QStringLiteral(";")
-          // "manual" crashes tmux 3.3 on new-window while a client is attached.
-          << QStringLiteral("set-option") << QStringLiteral("-g") << QStringLiteral("-w")
-          << QStringLiteral("window-size") << QStringLiteral("smallest") << QStringLiteral(";")
-          << QStringLiteral("set-option") << QStringLiteral("-g") << QStringLiteral("default-size")
-          << QStringLiteral("80x25");
-    if (!runTmux(setup, &output, kStartTimeoutMs)) {
-        *error = QStringLiteral("Cannot start tmux on %1: %2")
-                     .arg(tmuxSocket_, QString::fromLocal8Bit(output).trimmed());
-        return false;
-    }
-    ensureControlClient();
-    return true;
+    requestWindows();
+    QElapsedTimer clock;
+    clock.start();
+    while (control_ && !windowsKnown_ && clock.elapsed() < kStartTimeoutMs)
+        control_->waitForReadyRead(static_cast<int>(kStartTimeoutMs - clock.elapsed()));
+    if (windowsKnown_)
+        return true;
+    *error = QStringLiteral("Cannot start tmux on %1: %2")
+                 .arg(tmuxSocket_, attachError_.isEmpty() ? QStringLiteral("tmux did not answer")
+                                                          : QString::fromLocal8Bit(attachError_));
+    return false;
 }
 
 QStringList TmuxNodeHost::tmuxArguments(const QStringList& command) const {
@@ -135,34 +154,177 @@ QStringList TmuxNodeHost::tmuxArguments(const QStringList& command) const {
            command;
 }
 
-QStringList TmuxNodeHost::sessionSetup() const {
-    // The placeholder keeps the session, and with it the server, alive between nodes.
-    return {QStringLiteral("new-session"), QStringLiteral("-d"),
-            QStringLiteral("-s"),          kSession,
-            QStringLiteral("-x"),          QStringLiteral("80"),
-            QStringLiteral("-y"),          QStringLiteral("25"),
-            QStringLiteral("-n"),          kPlaceholder,
-            QStringLiteral("--"),          QStringLiteral("sleep"),
-            QStringLiteral("infinity")};
+void TmuxNodeHost::connectControl() {
+    if (control_)
+        return;
+    state_ = Control::Attaching;
+    stream_ = TmuxControlStream();
+    attachError_.clear();
+    auto* control = new QProcess(this);
+    control_ = control;
+    protectDescriptors(*control);
+    connect(control, &QProcess::readyReadStandardOutput, this, &TmuxNodeHost::controlOutput);
+    connect(control, &QProcess::finished, this, [this, control] { controlGone(control); });
+    connect(control, &QProcess::errorOccurred, this, [this, control](QProcess::ProcessError e) {
+        if (e == QProcess::FailedToStart) {
+            attachError_ = control->errorString().toLocal8Bit();
+            controlGone(control);
+        }
+    });
+    // The client makes the session, and with it the server, when there is none (first start,
+    // or the tmux server was killed); the placeholder keeps both alive between nodes.
+    control->start(
+        QStringLiteral("tmux"),
+        tmuxArguments({QStringLiteral("-C"), QStringLiteral("new-session"), QStringLiteral("-A"),
+                       QStringLiteral("-s"), QString::fromLatin1(kSessionTarget.mid(1)),
+                       QStringLiteral("-x"), QStringLiteral("80"), QStringLiteral("-y"),
+                       QStringLiteral("25"), QStringLiteral("-n"), kPlaceholder,
+                       QStringLiteral("-f"), QStringLiteral("no-output"), QStringLiteral("--"),
+                       QStringLiteral("sleep"), QStringLiteral("infinity")}));
+    // Ahead of anything else the client was asked: what every node window needs, and a fixed
+    // 80x25 for the client so that it never resizes a node. A window-size of "manual" would
+    // crash tmux 3.3 on new-window while a client is attached; "smallest" keeps a sysop's bigger
+    // terminal from resizing the nodes.
+    const QByteArray setup[] = {
+        "set-option -g -w automatic-rename off", "set-option -g -w allow-rename off",
+        "set-option -g -w remain-on-exit off",   "set-option -g -w window-size smallest",
+        "set-option -g default-size 80x25",      "refresh-client -C 80x25"};
+    for (auto it = std::rbegin(setup); it != std::rend(setup); ++it)
+        queued_.push_front(Command{*it, {}, {}});
 }
 
-bool TmuxNodeHost::runTmux(const QStringList& command, QByteArray* output, int timeoutMs) const {
-    QProcess process;
-    protectDescriptors(process);
-    process.setProcessChannelMode(QProcess::MergedChannels);
-    process.start(QStringLiteral("tmux"), tmuxArguments(command));
-    if (!process.waitForStarted(timeoutMs)) {
-        *output = process.errorString().toLocal8Bit();
-        return false;
+void TmuxNodeHost::command(const QByteArray& line, std::function<void(const Reply&)> done) {
+    queued_.push_back(Command{line, std::move(done), {}});
+    if (!control_)
+        connectControl();
+    else if (state_ == Control::Attached) {
+        write(std::move(queued_.back()));
+        queued_.pop_back();
     }
-    if (!process.waitForFinished(timeoutMs)) {
-        process.kill();
-        process.waitForFinished(kListTimeoutMs);
-        *output = "tmux did not answer";
-        return false;
+}
+
+void TmuxNodeHost::write(Command command) {
+    // The client's input is a pipe that Qt writes as it drains: a tmux that reads nothing
+    // fills our buffer, never stops us.
+    control_->write(command.line + '\n');
+    command.sent.start();
+    written_.push_back(std::move(command));
+}
+
+void TmuxNodeHost::controlOutput() {
+    QProcess* control = control_;
+    if (!control)
+        return;
+    for (const TmuxControlStream::Event& event : stream_.feed(control->readAllStandardOutput())) {
+        if (control_ != control)
+            return;
+        if (const auto* reply = std::get_if<Reply>(&event)) {
+            if (state_ == Control::Attaching) {
+                // The client's own first answer: attached, or why not (it then ends).
+                if (!reply->ok) {
+                    attachError_ = reply->lines.join(' ');
+                    continue;
+                }
+                state_ = Control::Attached;
+                while (!queued_.empty()) {
+                    write(std::move(queued_.front()));
+                    queued_.pop_front();
+                }
+                continue;
+            }
+            if (!reply->fromClient || written_.empty())
+                continue;
+            Command answered = std::move(written_.front());
+            written_.pop_front();
+            if (answered.done)
+                answered.done(*reply);
+            continue;
+        }
+        // A window came or went somewhere: look again rather than guess. tmux names a close by
+        // whether the window is still in the session, not by whether it is gone: a viewer's
+        // session letting go of a node's window is a "window-close" too.
+        const QByteArray& name = std::get<TmuxControlStream::Notification>(event).name;
+        if (name.endsWith("window-add") || name.endsWith("window-close")) {
+            if (listing_)
+                listAgain_ = true;
+            else
+                requestWindows();
+        }
     }
-    *output = process.readAll();
-    return process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
+}
+
+void TmuxNodeHost::controlGone(QProcess* control) {
+    if (control_ != control)
+        return;
+    if (state_ == Control::Attaching && attachError_.isEmpty())
+        attachError_ = control->readAllStandardError().trimmed();
+    control_ = nullptr;
+    state_ = Control::None;
+    control->deleteLater();
+    // What tmux last listed stays: a window taken for gone would have its node's files deleted,
+    // and the next client that attaches lists them afresh.
+    std::deque<Command> unanswered = std::move(written_);
+    written_.clear();
+    std::move(queued_.begin(), queued_.end(), std::back_inserter(unanswered));
+    queued_.clear();
+    Reply failed;
+    failed.lines = {attachError_.isEmpty() ? QByteArray("tmux went away") : attachError_};
+    // Later, not now: a failure may ask tmux again, and that starts a client.
+    QTimer::singleShot(0, this, [unanswered = std::move(unanswered), failed] {
+        for (const Command& command : unanswered) {
+            if (command.done)
+                command.done(failed);
+        }
+    });
+}
+
+QList<NodeHost::Window> TmuxNodeHost::parseWindows(const QList<QByteArray>& lines) {
+    QList<Window> result;
+    for (const QByteArray& line : lines) {
+        const qsizetype first = line.indexOf(' ');
+        const qsizetype second = first < 0 ? -1 : line.indexOf(' ', first + 1);
+        if (second < 0 || !line.startsWith('@'))
+            continue;
+        Window window;
+        bool ok = false;
+        window.handle = line.mid(1, first - 1).toLongLong(&ok);
+        if (!ok || window.handle <= 0)
+            continue;
+        window.pid = line.mid(first + 1, second - first - 1).toLongLong();
+        window.title = QString::fromUtf8(line.mid(second + 1));
+        result << window;
+    }
+    return result;
+}
+
+void TmuxNodeHost::requestWindows() {
+    // One question at a time: a tmux that does not answer is not sent a pile of them.
+    if (listing_)
+        return;
+    listing_ = true;
+    command("list-windows -t " + kSessionTarget + " -F " + word(kWindowFormat),
+            [this](const Reply& reply) {
+                listing_ = false;
+                if (reply.ok) {
+                    windows_ = parseWindows(reply.lines);
+                    windowsKnown_ = true;
+                }
+                if (std::exchange(listAgain_, false))
+                    requestWindows();
+            });
+}
+
+qint64 TmuxNodeHost::findWindow(const QString& title) {
+    for (const Window& window : std::as_const(windows_)) {
+        if (window.title == title)
+            return window.handle;
+    }
+    return 0;
+}
+
+bool TmuxNodeHost::isWindow(qint64 handle) {
+    return handle > 0 && std::any_of(windows_.begin(), windows_.end(),
+                                     [handle](const Window& w) { return w.handle == handle; });
 }
 
 void TmuxNodeHost::launch(const Launch& request, std::function<void(const Started&)> done) {
@@ -189,6 +351,7 @@ void TmuxNodeHost::launch(const Launch& request, std::function<void(const Starte
         p->pid = pid;
         settle(token);
     });
+    // Also what ends a launch that tmux never answers.
     pending->timer = new QTimer(this);
     pending->timer->setSingleShot(true);
     connect(pending->timer, &QTimer::timeout, this, [this, token] {
@@ -203,74 +366,57 @@ void TmuxNodeHost::startNewWindow(const QByteArray& token, bool retried) {
     if (!pending)
         return;
     const Launch& request = pending->request;
-    QStringList command{QStringLiteral("new-window"),
-                        QStringLiteral("-d"),
-                        QStringLiteral("-P"),
-                        QStringLiteral("-F"),
-                        QStringLiteral("#{window_id} #{pane_pid}"),
-                        QStringLiteral("-t"),
-                        kSessionTarget + QLatin1Char(':'),
-                        QStringLiteral("-n"),
-                        request.title,
-                        QStringLiteral("-c"),
-                        request.workingDirectory.isEmpty() ? QDir::currentPath()
-                                                           : request.workingDirectory};
+    QByteArray line =
+        "new-window -d -P -F " + word(QByteArrayLiteral("#{window_id} #{pane_pid}")) + " -t " +
+        kSessionTarget + ": -n " + word(request.title) + " -c " +
+        word(request.workingDirectory.isEmpty() ? QDir::currentPath() : request.workingDirectory);
     // A window gets the environment of the tmux server, which an earlier run may have started.
     const QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     for (const QString& name : environment.keys()) {
         if (!paneOwnsVariable(name))
-            command << QStringLiteral("-e") << name + QLatin1Char('=') + environment.value(name);
+            line += " -e " + word(name + QLatin1Char('=') + environment.value(name));
     }
-    command << QStringLiteral("--") << nodeExec_ << QStringLiteral("--socket") << handOverSocket_
-            << QStringLiteral("--token") << QString::fromLatin1(token) << QStringLiteral("--fd")
-            << QString::number(request.targetFd) << QStringLiteral("--") << request.command;
+    const QStringList helper{nodeExec_,
+                             QStringLiteral("--socket"),
+                             handOverSocket_,
+                             QStringLiteral("--token"),
+                             QString::fromLatin1(token),
+                             QStringLiteral("--fd"),
+                             QString::number(request.targetFd),
+                             QStringLiteral("--")};
+    line += " --";
+    for (const QString& argument : helper + request.command)
+        line += ' ' + word(argument);
 
-    auto* process = new QProcess(this);
-    protectDescriptors(*process);
-    connect(process, &QProcess::finished, this, [this, process, token, retried] {
-        process->deleteLater();
-        const QByteArray out = process->readAllStandardOutput().trimmed();
-        const QByteArray err = process->readAllStandardError().trimmed();
-        Pending* p = pending_.value(token);
-        if (!p)
-            return;
-        const QList<QByteArray> fields = out.split(' ');
-        bool ok = process->exitStatus() == QProcess::NormalExit && process->exitCode() == 0 &&
-                  fields.size() == 2 && fields.at(0).startsWith('@');
+    command(line, [this, token, retried](const Reply& reply) {
+        const QList<QByteArray> fields = reply.lines.value(0).trimmed().split(' ');
+        bool ok = reply.ok && fields.size() == 2 && fields.at(0).startsWith('@');
         const qint64 handle = ok ? fields.at(0).mid(1).toLongLong(&ok) : 0;
+        Pending* p = pending_.value(token);
         if (ok && handle > 0) {
+            if (!p) {
+                // The launch was given up while tmux kept us waiting: its helper would find no
+                // caller to take.
+                killWindow(handle);
+                return;
+            }
+            const qint64 pid = fields.at(1).toLongLong();
+            windows_.removeIf([handle](const Window& w) { return w.handle == handle; });
+            windows_.append(Window{handle, p->request.title, pid});
             p->handle = handle;
             if (!p->handedOver)
-                p->pid = fields.at(1).toLongLong();
+                p->pid = pid;
             return settle(token);
         }
+        if (!p)
+            return;
         if (retried)
             return fail(token, QStringLiteral("tmux new-window failed: %1")
-                                   .arg(QString::fromLocal8Bit(err.isEmpty() ? out : err)));
-        // The tmux server is gone (killed, or its last window closed): start it again.
-        auto* setup = new QProcess(this);
-        protectDescriptors(*setup);
-        connect(setup, &QProcess::finished, this, [this, setup, token] {
-            setup->deleteLater();
-            startNewWindow(token, true);
-        });
-        connect(
-            setup, &QProcess::errorOccurred, this, [this, setup, token](QProcess::ProcessError e) {
-                if (e == QProcess::FailedToStart) {
-                    setup->deleteLater();
-                    fail(token, QStringLiteral("Cannot run tmux: %1").arg(setup->errorString()));
-                }
-            });
-        setup->start(QStringLiteral("tmux"), tmuxArguments(sessionSetup()));
+                                   .arg(QString::fromLocal8Bit(reply.lines.join(' '))));
+        // The tmux server went (killed, or its last window closed) and took the client with it:
+        // the next command's client makes the session again.
+        startNewWindow(token, true);
     });
-    connect(process, &QProcess::errorOccurred, this,
-            [this, process, token](QProcess::ProcessError e) {
-                if (e == QProcess::FailedToStart) {
-                    process->deleteLater();
-                    fail(token, QStringLiteral("Cannot run tmux: %1").arg(process->errorString()));
-                }
-            });
-    process->start(QStringLiteral("tmux"), tmuxArguments(command));
 }
 
 void TmuxNodeHost::settle(const QByteArray& token) {
@@ -293,164 +439,17 @@ void TmuxNodeHost::fail(const QByteArray& token, const QString& error) {
     handOver_->cancel(token);
     pending->timer->stop();
     pending->timer->deleteLater();
-    if (pending->handle > 0) {
-        // A helper that never called in would otherwise sit in its window for ever.
-        auto* kill = new QProcess(this);
-        protectDescriptors(*kill);
-        connect(kill, &QProcess::finished, kill, &QObject::deleteLater);
-        kill->start(QStringLiteral("tmux"),
-                    tmuxArguments({QStringLiteral("kill-window"), QStringLiteral("-t"),
-                                   QLatin1Char('@') + QString::number(pending->handle)}));
-    }
+    // A helper that never called in would otherwise sit in its window for ever.
+    if (pending->handle > 0)
+        killWindow(pending->handle);
     auto done = std::move(pending->done);
     delete pending;
     done(Started{0, 0, error});
 }
 
-bool TmuxNodeHost::ensureControlClient() {
-    if (control_ && control_->state() == QProcess::Running)
-        return true;
-    if (lastControlAttempt_.isValid() && lastControlAttempt_.elapsed() < kControlRetryMs)
-        return false;
-    lastControlAttempt_.start();
-    if (control_) {
-        control_->kill();
-        control_->waitForFinished(kListTimeoutMs);
-        delete control_;
-        control_ = nullptr;
-    }
-    controlBuffer_.clear();
-    control_ = new QProcess(this);
-    protectDescriptors(*control_);
-    control_->setStandardErrorFile(QProcess::nullDevice());
-    // No pane output through this client, and a fixed 80x25 so that it never resizes a node.
-    control_->start(
-        QStringLiteral("tmux"),
-        tmuxArguments({QStringLiteral("-C"), QStringLiteral("attach-session"), QStringLiteral("-t"),
-                       kSessionTarget, QStringLiteral("-f"), QStringLiteral("no-output")}));
-    if (!control_->waitForStarted(kListTimeoutMs) || !awaitAttached() ||
-        !controlCommand("refresh-client -C 80x25")) {
-        control_->kill();
-        control_->waitForFinished(kListTimeoutMs);
-        return false;
-    }
-    return true;
-}
-
-bool TmuxNodeHost::awaitAttached() {
-    // Until its own first, empty reply the client is not attached, and a command that needs
-    // the client (refresh-client) would fail with "no current client".
-    QElapsedTimer clock;
-    clock.start();
-    for (;;) {
-        controlBuffer_ += control_->readAllStandardOutput();
-        if (controlBuffer_.startsWith("%end ") || controlBuffer_.contains("\n%end "))
-            return true;
-        const qint64 left = kListTimeoutMs - clock.elapsed();
-        if (left <= 0 || controlBuffer_.contains("%exit") ||
-            !control_->waitForReadyRead(static_cast<int>(left)))
-            return false;
-    }
-}
-
-std::optional<QList<QByteArray>> TmuxNodeHost::controlCommand(const QByteArray& command) {
-    if (control_->write(command + '\n') < 0)
-        return std::nullopt;
-    QElapsedTimer clock;
-    clock.start();
-    for (;;) {
-        controlBuffer_ += control_->readAllStandardOutput();
-        // Replies come as %begin/%end blocks in order; everything between blocks is a
-        // notification we do not need. Our own commands carry flag 1.
-        for (;;) {
-            const qsizetype firstEnd = controlBuffer_.indexOf('\n');
-            if (firstEnd < 0)
-                break;
-            if (!controlBuffer_.startsWith("%begin ")) {
-                controlBuffer_.remove(0, firstEnd + 1);
-                continue;
-            }
-            const QByteArray tail = controlBuffer_.mid(6, firstEnd - 6);
-            QList<QByteArray> lines;
-            qsizetype at = firstEnd + 1;
-            bool complete = false;
-            bool failed = false;
-            for (qsizetype end; (end = controlBuffer_.indexOf('\n', at)) >= 0;) {
-                const QByteArray line = controlBuffer_.mid(at, end - at);
-                at = end + 1;
-                if (line == "%end" + tail || line == "%error" + tail) {
-                    complete = true;
-                    failed = line.startsWith("%error");
-                    break;
-                }
-                lines << line;
-            }
-            if (!complete)
-                break;
-            controlBuffer_.remove(0, at);
-            if (tail.endsWith(" 1"))
-                return failed ? std::nullopt : std::optional(lines);
-        }
-        const qint64 left = kListTimeoutMs - clock.elapsed();
-        if (left <= 0 || control_->state() != QProcess::Running ||
-            !control_->waitForReadyRead(static_cast<int>(left))) {
-            // Out of step with the client: a fresh one is safer than guessing.
-            control_->kill();
-            return std::nullopt;
-        }
-    }
-}
-
-QList<NodeHost::Window> TmuxNodeHost::parseWindows(const QList<QByteArray>& lines) {
-    QList<Window> result;
-    for (const QByteArray& line : lines) {
-        const qsizetype first = line.indexOf(' ');
-        const qsizetype second = first < 0 ? -1 : line.indexOf(' ', first + 1);
-        if (second < 0 || !line.startsWith('@'))
-            continue;
-        Window window;
-        bool ok = false;
-        window.handle = line.mid(1, first - 1).toLongLong(&ok);
-        if (!ok || window.handle <= 0)
-            continue;
-        window.pid = line.mid(first + 1, second - first - 1).toLongLong();
-        window.title = QString::fromUtf8(line.mid(second + 1));
-        result << window;
-    }
-    return result;
-}
-
-QList<NodeHost::Window> TmuxNodeHost::windows() {
-    const QByteArray list =
-        "list-windows -t " + kSessionTarget.toUtf8() + " -F \"" + kWindowFormat.toUtf8() + '"';
-    if (ensureControlClient()) {
-        if (const auto lines = controlCommand(list))
-            return parseWindows(*lines);
-    }
-    QByteArray output;
-    if (!runTmux({QStringLiteral("list-windows"), QStringLiteral("-t"), kSessionTarget,
-                  QStringLiteral("-F"), kWindowFormat},
-                 &output, kListTimeoutMs))
-        return {};
-    return parseWindows(output.split('\n'));
-}
-
-qint64 TmuxNodeHost::findWindow(const QString& title) {
-    for (const Window& window : windows()) {
-        if (window.title == title)
-            return window.handle;
-    }
-    return 0;
-}
-
-bool TmuxNodeHost::isWindow(qint64 handle) {
-    if (handle <= 0)
-        return false;
-    for (const Window& window : windows()) {
-        if (window.handle == handle)
-            return true;
-    }
-    return false;
+void TmuxNodeHost::killWindow(qint64 handle) {
+    windows_.removeIf([handle](const Window& w) { return w.handle == handle; });
+    command("kill-window -t " + windowTarget(handle));
 }
 
 namespace {
@@ -472,20 +471,17 @@ QByteArray tmuxKeyName(const KeyStroke& k) {
 } // namespace
 
 bool TmuxNodeHost::sendKeys(qint64 handle, const QList<KeyStroke>& keys, QString* why) {
-    if (!isWindow(handle) || !ensureControlClient()) {
+    if (!isWindow(handle)) {
         *why = QStringLiteral("window @%1 is gone").arg(handle);
         return false;
     }
-    const QByteArray target = "send-keys -t @" + QByteArray::number(handle);
+    const QByteArray target = "send-keys -t " + windowTarget(handle);
     // Typed text goes as hex bytes, which tmux passes on exactly (CP437 included); named keys
-    // by tmux's key names. Runs of text travel in one command.
+    // by tmux's key names. Runs of text travel in one command; tmux keeps their order.
     QByteArray text;
     const auto flushText = [&] {
-        if (text.isEmpty())
-            return true;
-        const bool ok = controlCommand(target + " -H" + text).has_value();
-        text.clear();
-        return ok;
+        if (!text.isEmpty())
+            command(target + " -H" + std::exchange(text, {}));
     };
     for (const KeyStroke& k : keys) {
         if (k.name.isEmpty()) {
@@ -496,15 +492,10 @@ bool TmuxNodeHost::sendKeys(qint64 handle, const QList<KeyStroke>& keys, QString
         const QByteArray name = tmuxKeyName(k);
         if (name.isEmpty())
             continue;
-        if (!flushText() || !controlCommand(target + ' ' + name)) {
-            *why = QStringLiteral("tmux refused the keys");
-            return false;
-        }
+        flushText();
+        command(target + ' ' + name);
     }
-    if (!flushText()) {
-        *why = QStringLiteral("tmux refused the keys");
-        return false;
-    }
+    flushText();
     return true;
 }
 
@@ -521,7 +512,7 @@ QString shellQuoted(const QString& word) {
 QString TmuxNodeHost::attachCommand(qint64 handle) const {
     return QStringLiteral("tmux -S %1 new-session -t %2 \\; set-option destroy-unattached on "
                           "\\; select-window -t @%3")
-        .arg(shellQuoted(tmuxSocket_), kSessionTarget)
+        .arg(shellQuoted(tmuxSocket_), QString::fromLatin1(kSessionTarget))
         .arg(handle);
 }
 
@@ -534,26 +525,20 @@ bool TmuxNodeHost::show(qint64 handle, Show how, QString* note) {
     case Show::Minimized:
         // A tmux window is always there to be looked at; nothing opens by itself.
         return true;
-    case Show::Hidden: {
-        if (!ensureControlClient()) {
-            *note = QStringLiteral("tmux does not answer");
-            return false;
-        }
-        const auto clients = controlCommand("list-clients -F '#{client_pid} #{window_id} "
-                                            "#{client_name}'");
-        if (!clients) {
-            *note = QStringLiteral("tmux does not answer");
-            return false;
-        }
-        const QByteArray window = '@' + QByteArray::number(handle);
-        const QByteArray ourselves = QByteArray::number(control_->processId());
-        for (const QByteArray& line : *clients) {
-            const QList<QByteArray> fields = line.split(' ');
-            if (fields.size() == 3 && fields.at(1) == window && fields.at(0) != ourselves)
-                controlCommand("detach-client -t " + fields.at(2));
-        }
+    case Show::Hidden:
+        command("list-clients -F " + word(QByteArrayLiteral("#{client_pid} #{window_id} "
+                                                            "#{client_name}")),
+                [this, window = windowTarget(handle)](const Reply& reply) {
+                    const QByteArray ourselves =
+                        control_ ? QByteArray::number(control_->processId()) : QByteArray();
+                    for (const QByteArray& line : reply.lines) {
+                        const QList<QByteArray> fields = line.split(' ');
+                        if (fields.size() == 3 && fields.at(1) == window &&
+                            fields.at(0) != ourselves)
+                            command("detach-client -t " + word(fields.at(2)));
+                    }
+                });
         return true;
-    }
     case Show::Normal:
         break;
     }

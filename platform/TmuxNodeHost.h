@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/NodeHost.h"
+#include "platform/TmuxControl.h"
 
 #include <QByteArray>
 #include <QElapsedTimer>
@@ -8,11 +9,10 @@
 #include <QObject>
 #include <QString>
 
-#include <optional>
+#include <deque>
 
 class HandOverServer;
 class QProcess;
-class QTimer;
 
 // Nodes as windows of one private tmux server per board.
 //
@@ -21,6 +21,11 @@ class QTimer;
 // never opened: all three are found by their title, because the name of a tmux window is set by
 // us and stays exact whatever the program in it does to its terminal title. What the sysop sees
 // is decided when a viewer attaches.
+//
+// After start() the host never waits for tmux. Everything goes through one control-mode client
+// (`tmux -C`) whose answers are taken as they arrive, so a tmux that hangs leaves callers,
+// `ctl` and the console answering: questions about windows are answered from the last list tmux
+// sent, kept current by its window notifications and by what the host itself creates and kills.
 class TmuxNodeHost : public QObject, public NodeHost {
     Q_OBJECT
   public:
@@ -31,15 +36,17 @@ class TmuxNodeHost : public QObject, public NodeHost {
                  const QString& nodeExec = QString(), QObject* parent = nullptr);
     ~TmuxNodeHost() override;
 
-    // Starts (or finds) the tmux server and the hand-over socket. Runs before the first caller
-    // is accepted, so that the tmux server inherits nothing of ours; it may block briefly.
+    // Starts (or finds) the tmux server, the hand-over socket and the control client, and takes
+    // tmux's first list of windows. Runs before the first caller is accepted, so that the tmux
+    // server inherits nothing of ours; it may block briefly.
     bool start(QString* error);
     QString tmuxSocket() const { return tmuxSocket_; }
     void setHandOverTimeout(int ms) { handOverTimeoutMs_ = ms; }
 
-    QList<Window> windows() override;
+    QList<Window> windows() override { return windows_; }
     qint64 findWindow(const QString& title) override;
     bool isWindow(qint64 handle) override;
+    void requestWindows() override;
     void launch(const Launch& request, std::function<void(const Started&)> done) override;
     bool show(qint64 handle, Show how, QString* note) override;
     bool sendKeys(qint64 handle, const QList<KeyStroke>& keys, QString* why) override;
@@ -53,17 +60,27 @@ class TmuxNodeHost : public QObject, public NodeHost {
 
   private:
     struct Pending;
+    using Reply = TmuxControlStream::Reply;
+    struct Command {
+        QByteArray line;
+        std::function<void(const Reply&)> done; // may be empty: nothing to do with the answer
+        QElapsedTimer sent;
+    };
+    enum class Control { None, Attaching, Attached };
 
     QStringList tmuxArguments(const QStringList& command) const;
-    QStringList sessionSetup() const;
-    bool runTmux(const QStringList& command, QByteArray* output, int timeoutMs) const;
     void startNewWindow(const QByteArray& token, bool retried);
     void settle(const QByteArray& token);
     void fail(const QByteArray& token, const QString& error);
+    void killWindow(qint64 handle);
 
-    bool ensureControlClient();
-    bool awaitAttached();
-    std::optional<QList<QByteArray>> controlCommand(const QByteArray& command);
+    // Gives tmux `line`; `done` gets the answer, or a failed one when the client goes first.
+    void command(const QByteArray& line, std::function<void(const Reply&)> done = {});
+    void write(Command command);
+    void connectControl();
+    void controlOutput();
+    void controlGone(QProcess* control);
+    bool answering() const;
     static QList<Window> parseWindows(const QList<QByteArray>& lines);
 
     QString runtimeDirectory_;
@@ -76,6 +93,13 @@ class TmuxNodeHost : public QObject, public NodeHost {
     QHash<QByteArray, Pending*> pending_;
 
     QProcess* control_ = nullptr;
-    QByteArray controlBuffer_;
-    QElapsedTimer lastControlAttempt_;
+    Control state_ = Control::None;
+    TmuxControlStream stream_;
+    QByteArray attachError_;
+    std::deque<Command> queued_;  // until the client is attached
+    std::deque<Command> written_; // answers due, in order
+    QList<Window> windows_;
+    bool windowsKnown_ = false;
+    bool listing_ = false;
+    bool listAgain_ = false;
 };

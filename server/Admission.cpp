@@ -3,7 +3,8 @@
 #include "server/AdmissionTexts.h"
 #include "server/CallerConnection.h"
 
-#include <QFile>
+#include "platform/FileAccess.h"
+
 #include <QHostInfo>
 #include <QTimer>
 
@@ -14,15 +15,11 @@ constexpr qsizetype kReadChunk = 16384;
 constexpr qint64 kMaxNetOnlyBytes = 1024 * 1024;
 const QByteArray kCrLf = "\r\n";
 
-QByteArray readSmallFile(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.read(kMaxNetOnlyBytes) : QByteArray();
-}
 } // namespace
 
-Admission::Admission(AdmissionContext& context, int socketFd, int node, QObject* parent)
+Admission::Admission(AdmissionContext& context, int socketFd, QObject* parent)
     : QObject(parent), context_(context), board_(context.board), logs_(context.logs),
-      connection_(new CallerConnection(socketFd, this)), node_(node) {}
+      connection_(new CallerConnection(socketFd, this)), ip_(connection_->remoteAddress()) {}
 
 Admission::~Admission() {
     if (hostLookupId_ >= 0)
@@ -48,13 +45,49 @@ void Admission::guarded(const std::function<bool()>& step) {
 }
 
 void Admission::start() {
+    if (board_.platform.pressEsc) {
+        later(&Admission::askForKeys);
+        return;
+    }
+    node_ = context_.takeNode(ip_);
+    later(&Admission::judge);
+}
+
+void Admission::askForKeys() {
+    guarded([this] {
+        if (!connection_->send(admission::pressEscPrompt()))
+            return false;
+        waitTimer_ = new QTimer(this);
+        waitTimer_->setSingleShot(true);
+        connect(waitTimer_, &QTimer::timeout, this, [this] { refuse(Refusal::NoKeyPress); });
+        waitTimer_->start(context_.keyPressTimeoutMs);
+        connect(connection_, &CallerConnection::readable, this, &Admission::keysArrived);
+        keysArrived();
+        return true;
+    });
+}
+
+void Admission::keysArrived() {
+    if (done_ || !waitTimer_->isActive())
+        return;
+    const QByteArray typed = keys_.feed(connection_->receive(kReadChunk));
+    escapes_ += int(typed.count('\x1b'));
+    if (!connection_->isConnected()) {
+        waitTimer_->stop();
+        invalidSession();
+        return;
+    }
+    if (escapes_ < 2)
+        return;
+    waitTimer_->stop();
+    disconnect(connection_, &CallerConnection::readable, this, &Admission::keysArrived);
+    node_ = context_.takeNode(ip_);
     later(&Admission::judge);
 }
 
 void Admission::judge() {
     guarded([this] {
         handle_ = QString::number(connection_->descriptor());
-        ip_ = connection_->remoteAddress();
         if (!context_.isIpAllowed(ip_)) {
             refuse(Refusal::BlockedIp);
             return true;
@@ -68,8 +101,8 @@ void Admission::judge() {
             refuse(Refusal::NetTime);
             return true;
         }
-        if (node_ == 0) {
-            refuse(Refusal::NoNode);
+        if (node_ <= 0) {
+            refuse(node_ == kNodesPerAddressReached ? Refusal::AddressLimit : Refusal::NoNode);
             return true;
         }
         if (board_.serverConfig.i16("beeponconnect") == 1)
@@ -136,12 +169,10 @@ void Admission::resolved(const QString& hostName) {
                 }
                 if (board_.serverConfig.i16("autoconfig") == 1)
                     context_.nodes.configureNodeChannel(node_);
-                QFile door(board_.filePath("main", QStringLiteral("DOOR32.SYS")));
-                const QByteArray text = admission::door32Sys(handle_, node_);
-                if (!door.open(QIODevice::WriteOnly | QIODevice::Truncate) ||
-                    door.write(text) != text.size())
+                if (!fileaccess::writeSmall(board_.filePath("main", QStringLiteral("DOOR32.SYS")),
+                                            admission::door32Sys(handle_, node_))
+                         .ok())
                     return false;
-                door.close();
                 negotiate();
                 return true;
             });
@@ -191,6 +222,11 @@ void Admission::negotiationRound() {
         return;
     waitTimer_->stop();
     disconnect(connection_, &CallerConnection::readable, this, &Admission::negotiationRound);
+    // A caller who has hung up meanwhile must not cost a node program's start and a node.
+    if (!connection_->isConnected()) {
+        invalidSession();
+        return;
+    }
     later(&Admission::launch);
 }
 
@@ -210,32 +246,47 @@ void Admission::launch() {
 }
 
 void Admission::refuse(Refusal reason) {
+    if (done_)
+        return;
     const QString t = paneTime();
     const QString bbsName = board_.mainConfig.text("bbsname");
+    const int node = this->node();
     QString pane, event;
     QByteArray text;
     switch (reason) {
     case Refusal::BlockedIp:
         pane = t + QStringLiteral(" : Connection Refused (Blocked IP) [%1]").arg(ip_);
-        event = QStringLiteral("(%1) Connection Refused (Blocked IP) [%2]").arg(node_).arg(ip_);
+        event = QStringLiteral("(%1) Connection Refused (Blocked IP) [%2]").arg(node).arg(ip_);
         break;
     case Refusal::Offline:
         pane = t + QStringLiteral(" : Connection Refused (Server Offline)");
-        event = QStringLiteral("(%1) Connection Refused (Server Offline) [%2]").arg(node_).arg(ip_);
+        event = QStringLiteral("(%1) Connection Refused (Server Offline) [%2]").arg(node).arg(ip_);
         text = admission::offlineText(bbsName);
         break;
     case Refusal::NetTime: {
         pane = t + QStringLiteral(" : Connection Refused (Net Time)");
-        event = QStringLiteral("(%1) Connection Refused (Net Time) [%2]").arg(node_).arg(ip_);
-        const QString netOnly = board_.filePath("txt", QStringLiteral("NETONLY.TXT"));
-        text = admission::netTimeText(bbsName, readSmallFile(netOnly), QFile::exists(netOnly));
+        event = QStringLiteral("(%1) Connection Refused (Net Time) [%2]").arg(node).arg(ip_);
+        const Result<QByteArray> netOnly = fileaccess::readSmall(
+            board_.filePath("txt", QStringLiteral("NETONLY.TXT")), kMaxNetOnlyBytes);
+        text =
+            admission::netTimeText(bbsName, netOnly ? netOnly.value() : QByteArray(), netOnly.ok());
         break;
     }
     case Refusal::NoNode:
         pane = t + QStringLiteral(" : Connection Refused (No Available Node)");
         event =
-            QStringLiteral("(%1) Connection Refused (No Available Node) [%2]").arg(node_).arg(ip_);
+            QStringLiteral("(%1) Connection Refused (No Available Node) [%2]").arg(node).arg(ip_);
         text = admission::allBusyText(bbsName);
+        break;
+    case Refusal::AddressLimit:
+        pane = t + QStringLiteral(" : Connection Refused (Nodes Per Address) [%1]").arg(ip_);
+        event = QStringLiteral("(0) Connection Refused (Nodes Per Address) [%1]").arg(ip_);
+        text = admission::addressLimitText(bbsName);
+        break;
+    case Refusal::NoKeyPress:
+        pane = t + QStringLiteral(" : Connection Refused (No Key Press) [%1]").arg(ip_);
+        event = QStringLiteral("(0) Connection Refused (No Key Press) [%1]").arg(ip_);
+        text = admission::noKeyPressText();
         break;
     }
     logs_.writeDebugPane(pane);
@@ -254,10 +305,10 @@ void Admission::refuse(Refusal reason) {
 void Admission::invalidSession() {
     if (done_)
         return;
-    logs_.writeDebugPane(paneTime() +
-                         QStringLiteral(" : Connection Refused (Invalid Session) [%1]").arg(node_));
+    logs_.writeDebugPane(
+        paneTime() + QStringLiteral(" : Connection Refused (Invalid Session) [%1]").arg(node()));
     logs_.writeEventLog(
-        QStringLiteral("(%1) Connection Refused (Invalid Session) [%2]").arg(node_).arg(ip_));
+        QStringLiteral("(%1) Connection Refused (Invalid Session) [%2]").arg(node()).arg(ip_));
     finish();
 }
 
@@ -276,6 +327,5 @@ void Admission::finish() {
         connection_->closeWhenSent();
     }
     connection_ = nullptr;
-    context_.enableLockTimer();
     emit finished();
 }

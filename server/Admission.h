@@ -3,6 +3,7 @@
 #include "console/BoardLogs.h"
 #include "data/Board.h"
 #include "server/NodeServices.h"
+#include "server/TelnetInput.h"
 
 #include <QElapsedTimer>
 #include <QObject>
@@ -20,28 +21,38 @@ struct AdmissionContext {
     NodeServices& nodes;
     std::function<bool(const QString& ip)> isIpAllowed;
     std::function<void()> beep;
-    // Turns the admission lock's one-second release timer back on.
-    std::function<void()> enableLockTimer;
+    // The lowest free node for a caller from `ip`, kept for this admission until it ends; 0 when
+    // none is free, kNodesPerAddressReached when the address holds as many nodes as it may.
+    std::function<int(const QString& ip)> takeNode;
     std::function<void(bool)> enableWatchdog;
     int hostNameTimeoutMs = 10000;
+    int keyPressTimeoutMs = 30000;
 };
+
+inline constexpr int kNodesPerAddressReached = -1;
 
 // One caller's way from the accepted socket to a refusal or a launched node. Each place where
 // the board lets other events in is a return to the event loop; nothing here blocks it.
 class Admission : public QObject {
     Q_OBJECT
   public:
-    Admission(AdmissionContext& context, int socketFd, int node, QObject* parent = nullptr);
+    Admission(AdmissionContext& context, int socketFd, QObject* parent = nullptr);
     ~Admission() override;
 
     void start();
+    // The node this admission holds (0 for none), to be let go of once it has finished.
+    int node() const { return node_ > 0 ? node_ : 0; }
 
   signals:
     void finished();
 
   private:
-    enum class Refusal { BlockedIp, Offline, NetTime, NoNode };
+    enum class Refusal { BlockedIp, Offline, NetTime, NoNode, AddressLimit, NoKeyPress };
 
+    // Where KELDTS.INI asks for it, a caller presses Esc twice before a node is even chosen,
+    // which keeps port scanners and silent bots from holding nodes.
+    void askForKeys();
+    void keysArrived();
     void judge();
     void greet();
     void resolved(const QString& hostName);
@@ -60,7 +71,9 @@ class Admission : public QObject {
     Board& board_;
     BoardLogs& logs_;
     CallerConnection* connection_;
-    int node_;
+    int node_ = 0;
+    int escapes_ = 0;
+    TelnetInput keys_;
     QString handle_;
     QString ip_;
     QString hostName_ = QStringLiteral("Unknown");

@@ -4,6 +4,8 @@
 
 #include <QTime>
 
+#include <algorithm>
+
 namespace admission {
 
 namespace {
@@ -33,8 +35,24 @@ QByteArray allBusyText(const QString& bbsName) {
            kCrLf;
 }
 
+QByteArray addressLimitText(const QString& bbsName) {
+    return youHaveReached(bbsName) +
+           "Your address already holds as many nodes as it may. Please try again later." + kCrLf;
+}
+
+QByteArray pressEscPrompt() {
+    return kCrLf + "Press ESC twice to enter the BBS." + kCrLf;
+}
+
+QByteArray noKeyPressText() {
+    return "No key pressed. Goodbye." + kCrLf;
+}
+
 QByteArray netTimeText(const QString& bbsName, const QByteArray& netOnlyFile, bool fileExists) {
-    if (fileExists && !netOnlyFile.isEmpty() && !netOnlyFile.trimmed().isEmpty())
+    // Only blanks make the file empty: a file of line ends is a text and goes out as it is.
+    const bool blank =
+        std::all_of(netOnlyFile.begin(), netOnlyFile.end(), [](char c) { return c == ' '; });
+    if (fileExists && !blank)
         return netOnlyFile + kCrLf;
     return youHaveReached(bbsName) +
            "The BBS is currently down for network traffic. Please try again later." + kCrLf;

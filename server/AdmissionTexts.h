@@ -15,6 +15,10 @@ QByteArray banner(const QString& version);
 // The refusal texts are the whole of what the caller hears, line ends included.
 QByteArray offlineText(const QString& bbsName);
 QByteArray allBusyText(const QString& bbsName);
+// The defences KELDTS.INI can switch on against callers who hold nodes without using them.
+QByteArray addressLimitText(const QString& bbsName);
+QByteArray pressEscPrompt();
+QByteArray noKeyPressText();
 // NETONLY.TXT when it holds more than blanks, else the board's own words.
 QByteArray netTimeText(const QString& bbsName, const QByteArray& netOnlyFile, bool fileExists);
 QByteArray resolvingPrompt();

@@ -32,6 +32,10 @@ bool startsDirectly(const QString& path) {
 BoardNodes::BoardNodes(Board& board, BoardLogs& logs, NodeHost& host)
     : board_(board), logs_(logs), windows_(host), table_(board, windows_, logs) {}
 
+bool BoardNodes::isNodeStarted(int node) {
+    return QFileInfo::exists(table_.stateFilePath(node));
+}
+
 bool BoardNodes::killProcessTree(qint64 pid) {
     return ::killProcessTree(pid, false);
 }
@@ -126,22 +130,16 @@ bool BoardNodes::anyStateFile() const {
 }
 
 void BoardNodes::watchNodes() {
-    const Record& cfg = board_.serverConfig;
-    const int first = cfg.i16("startnode");
-    const int last = first + cfg.i16("maxconnections") - 1;
+    const auto [first, last] = table_.telnetNodes();
     windows_.beginRound();
-    bool changed = false;
-    bool stateFiles = anyStateFile();
-    for (int node = first; node <= last; ++node) {
+    // Any state file, before or after adoption, may mean a row that changed.
+    bool changed = anyStateFile();
+    for (int node = first; node <= last && board_.serverState != StateShuttingDown; ++node) {
+        // Every node is looked at, whatever the gaps before it: finding a window adopts a node
+        // that outlived a server, wherever it sits in the range.
         const qint64 handle = table_.getNodeWindow(node);
-        // Finding a window may have adopted its node and written a state file.
-        if (!stateFiles && handle != 0)
-            stateFiles = anyStateFile();
-        if (!stateFiles)
-            break;
-        changed = true;
-        if (board_.serverState == StateShuttingDown)
-            break;
+        if (handle != 0)
+            changed = true;
         if (QFile::exists(table_.stateFilePath(node)) &&
             (handle == 0 || !windows_.isWindow(handle))) {
             table_.resetNodeRecord(node);
@@ -149,7 +147,6 @@ void BoardNodes::watchNodes() {
             logs_.writeDebugPane(logs_.paneTime() +
                                  QStringLiteral(" : Node %1 Disconnected").arg(node));
             logs_.writeEventLog(QStringLiteral("(%1) Connection Closed").arg(node));
-            stateFiles = anyStateFile();
         }
     }
     windows_.endRound();

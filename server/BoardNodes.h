@@ -15,6 +15,8 @@ class BoardNodes final : public NodeServices {
 
     int findFreeNode() override { return table_.findFreeNode(); }
     bool isNodeInUse(int node) override { return table_.isNodeInUse(node); }
+    std::pair<int, int> telnetNodes() override { return table_.telnetNodes(); }
+    bool isNodeStarted(int node) override;
     void refreshNodeList() override { table_.refreshNodeList(); }
     void watchNodes() override;
     void deleteAllNodeFiles() override { table_.deleteAllNodeFiles(); }

@@ -28,6 +28,14 @@ CallerConnection::CallerConnection(int fd, QObject* parent) : QObject(parent), f
     // the option and lose nothing by it.
     const int on = 1;
     ::setsockopt(fd_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    // A caller whose line died without a word would hold a node until the node program's own
+    // time-out; keepalive probes find such a line within a few minutes, and the node inherits
+    // them with the socket.
+    const int idleSeconds = 60, intervalSeconds = 10, probes = 6;
+    ::setsockopt(fd_, SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
+    ::setsockopt(fd_, IPPROTO_TCP, TCP_KEEPIDLE, &idleSeconds, sizeof idleSeconds);
+    ::setsockopt(fd_, IPPROTO_TCP, TCP_KEEPINTVL, &intervalSeconds, sizeof intervalSeconds);
+    ::setsockopt(fd_, IPPROTO_TCP, TCP_KEEPCNT, &probes, sizeof probes);
     readNotifier_ = new QSocketNotifier(fd_, QSocketNotifier::Read, this);
     readNotifier_->setEnabled(false);
     connect(readNotifier_, &QSocketNotifier::activated, this, &CallerConnection::readable);
@@ -38,9 +46,13 @@ CallerConnection::~CallerConnection() {
 }
 
 QString CallerConnection::remoteAddress() const {
+    return peerAddress(fd_);
+}
+
+QString CallerConnection::peerAddress(int fd) {
     sockaddr_storage storage{};
     socklen_t length = sizeof storage;
-    if (::getpeername(fd_, reinterpret_cast<sockaddr*>(&storage), &length) != 0)
+    if (::getpeername(fd, reinterpret_cast<sockaddr*>(&storage), &length) != 0)
         return {};
     QHostAddress address(reinterpret_cast<const sockaddr*>(&storage));
     bool isV4 = false;

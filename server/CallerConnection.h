@@ -17,6 +17,7 @@ class CallerConnection : public QObject {
     int descriptor() const { return fd_; }
     // The peer's address as the board writes it: IPv4 (also when mapped into IPv6) dotted.
     QString remoteAddress() const;
+    static QString peerAddress(int fd);
 
     // False when the caller is gone or the data cannot be sent: the admission's error case.
     bool send(const QByteArray& bytes);

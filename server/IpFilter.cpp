@@ -5,7 +5,10 @@
 #include "data/TextHelpers.h"
 #include "data/records/BoardFiles.h"
 
+#include "server/NodeFiles.h"
+
 #include <QFile>
+#include <QHostAddress>
 
 namespace {
 
@@ -29,21 +32,47 @@ bool matches(const QStringList& record, const QStringList& address) {
 
 } // namespace
 
+namespace {
+
+// A list that cannot be read must not let callers in silently, nor refuse them silently.
+bool unreadable(const Board& board, const QString& error) {
+    board.logs.reportError(error + QStringLiteral(" (callers are refused until it can be read)"));
+    return false;
+}
+
+bool isV6Allowed(const Board& board, const QHostAddress& address, bool blockList) {
+    if (!QFile::exists(iplist::v6Path(board)))
+        return blockList;
+    const Result<QStringList> entries = iplist::v6Entries(board);
+    if (!entries)
+        return unreadable(board, entries.error());
+    bool matched = false;
+    for (const QString& entry : entries.value()) {
+        const auto subnet = QHostAddress::parseSubnet(
+            entry.contains(QLatin1Char('/')) ? entry : entry + QStringLiteral("/128"));
+        matched = matched || (subnet.first.protocol() == QAbstractSocket::IPv6Protocol &&
+                              address.isInSubnet(subnet));
+    }
+    return blockList ? !matched : matched;
+}
+
+} // namespace
+
 bool isIpAllowed(const Board& board, const QString& address) {
     const bool blockList = board.serverConfig.i16("ipfiltermode") == 0;
+    const QHostAddress v6(address);
+    if (v6.protocol() == QAbstractSocket::IPv6Protocol)
+        return isV6Allowed(board, v6, blockList);
     const QString path = board.path(ipFilterLayout());
     if (!QFile::exists(path))
         return blockList;
     const Result<QList<Record>> records = recordtable::read(path, ipFilterLayout());
     if (!records)
-        return false;
-    // An IPv6 address has no dotted parts; taking its leading numbers would let it match
-    // records it has nothing to do with.
-    const bool dotted = !address.contains(QLatin1Char(':'));
+        return unreadable(board, records.error());
     const QStringList parts = fourParts(address);
     bool matched = false;
     for (const Record& r : records.value()) {
-        if (dotted && matches(fourParts(r.text("address")), parts)) {
+        if (matches(fourParts(r.text("address")), parts)) {
             matched = true;
             break;
         }
@@ -53,14 +82,13 @@ bool isIpAllowed(const Board& board, const QString& address) {
 
 void blockNodeCaller(Board& board, int node) {
     const QString time = board.clock.now().toString(QStringLiteral("HH:mm:ss"));
-    QFile tcpip(board.filePath("temp", QStringLiteral("N%1\\TCPIP.CFG").arg(node)));
-    if (!tcpip.open(QIODevice::ReadOnly)) {
+    const QString address = nodefiles::callerAddress(board, node);
+    if (address.isEmpty()) {
         board.logs.writeDebugPane(time + QStringLiteral(" : User Block Failed - Unknown IP"));
         return;
     }
-    tcpip.readLine(4096);
-    const QString address = QString::fromLatin1(tcpip.readLine(4096)).trimmed();
-    if (Result<> added = iplist::add(board, address); !added) {
+    const bool v6 = QHostAddress(address).protocol() == QAbstractSocket::IPv6Protocol;
+    if (Result<> added = v6 ? iplist::addV6(board, address) : iplist::add(board, address); !added) {
         board.logs.reportError(added.error());
         return;
     }

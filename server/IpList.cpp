@@ -4,8 +4,11 @@
 #include "data/RecordTable.h"
 #include "data/TextHelpers.h"
 #include "data/records/BoardFiles.h"
+#include "platform/FileAccess.h"
+#include "platform/FileWrite.h"
 
 #include <QFile>
+#include <QHostAddress>
 
 namespace iplist {
 
@@ -42,14 +45,70 @@ Result<> add(const Board& board, const QString& entry) {
     return {};
 }
 
-Result<> dropIfEmpty(const Board& board) {
-    const QString file = board.path(ipFilterLayout());
-    const Result<qint64> size = recordfile::size(file);
-    if (!size.ok() || size.value() != 0)
+QString v6Path(const Board& board) {
+    return board.filePath("main", QStringLiteral("KELDTSIP.V6"));
+}
+
+Result<QStringList> v6Entries(const Board& board) {
+    if (!QFile::exists(v6Path(board)))
+        return QStringList();
+    const Result<QByteArray> text = fileaccess::readSmall(v6Path(board));
+    if (!text)
+        return failureOf(text);
+    QStringList entries;
+    for (const QByteArray& line : text.value().split('\n')) {
+        const QString entry = QString::fromLatin1(line).trimmed();
+        if (!entry.isEmpty())
+            entries << entry;
+    }
+    return entries;
+}
+
+namespace {
+
+Result<> writeV6(const Board& board, const QStringList& entries) {
+    QByteArray text;
+    for (const QString& entry : entries)
+        text += entry.toLatin1() + "\r\n";
+    return filewrite::replace(v6Path(board), text);
+}
+
+} // namespace
+
+Result<> addV6(const Board& board, const QString& entry) {
+    const QString typed = entry.trimmed();
+    const bool network = typed.contains(QLatin1Char('/'));
+    const auto subnet = QHostAddress::parseSubnet(network ? typed : typed + QStringLiteral("/128"));
+    if (subnet.first.protocol() != QAbstractSocket::IPv6Protocol)
+        return Failure{QStringLiteral("%1 is no IPv6 address or network").arg(typed)};
+    Result<QStringList> entries = v6Entries(board);
+    if (!entries)
+        return failureOf(entries);
+    entries.value()
+        << (network ? QStringLiteral("%1/%2").arg(subnet.first.toString()).arg(subnet.second)
+                    : subnet.first.toString());
+    return writeV6(board, entries.value());
+}
+
+Result<> removeV6(const Board& board, int row) {
+    Result<QStringList> entries = v6Entries(board);
+    if (!entries)
+        return failureOf(entries);
+    if (row < 0 || row >= entries.value().size())
         return {};
-    QFile list(file);
-    if (!list.remove())
-        return Failure{QStringLiteral("Cannot delete %1: %2").arg(file, list.errorString())};
+    entries.value().removeAt(row);
+    return writeV6(board, entries.value());
+}
+
+Result<> dropIfEmpty(const Board& board) {
+    for (const QString& file : {board.path(ipFilterLayout()), v6Path(board)}) {
+        const Result<qint64> size = recordfile::size(file);
+        if (!size.ok() || size.value() != 0)
+            continue;
+        QFile list(file);
+        if (!list.remove())
+            return Failure{QStringLiteral("Cannot delete %1: %2").arg(file, list.errorString())};
+    }
     return {};
 }
 

@@ -24,7 +24,18 @@ Result<Record> recordOf(const QString& entry);
 // Writes `entry` behind the last whole record.
 Result<> add(const Board& board, const QString& entry);
 
-// Removes a list file with nothing in it; the filter reads it the same as no file at all.
+// IPv6 callers have a list of their own, since the DOS program's 15-byte records cannot hold
+// their addresses: KELDTSIP.V6 in the main directory, a text file of one address or network
+// ("2001:db8::/32") a line. The same mode applies to both lists.
+QString v6Path(const Board& board);
+// The entries in file order; a missing file is an empty list.
+Result<QStringList> v6Entries(const Board& board);
+// Adds an IPv6 address or network, written the way Qt writes it; anything else is refused.
+Result<> addV6(const Board& board, const QString& entry);
+// Drops row `row` (from 0).
+Result<> removeV6(const Board& board, int row);
+
+// Removes list files with nothing in them; the filter reads them the same as no file at all.
 Result<> dropIfEmpty(const Board& board);
 
 } // namespace iplist

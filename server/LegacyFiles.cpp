@@ -1,30 +1,33 @@
 #include "server/LegacyFiles.h"
 
-#include <QDir>
+#include "platform/DosPath.h"
+#include "platform/FileAccess.h"
+
 #include <QFile>
 
 namespace {
 
 QString firstLineTrimmed(const QString& path) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
-    return QString::fromLatin1(file.readLine(4096)).trimmed();
+    const Result<QByteArray> text = fileaccess::readSmall(path, 4096);
+    return text ? QString::fromLatin1(text.value().left(text.value().indexOf('\n'))).trimmed()
+                : QString();
 }
 
 } // namespace
 
 void removeLegacyFiles(const QString& directory) {
-    const QDir dir(directory);
-    if (!QFile::exists(dir.filePath(QStringLiteral("KELD.EXE"))))
+    const auto file = [&directory](const char* name) {
+        return caseBlindPath(directory, QLatin1String(name));
+    };
+    if (!QFile::exists(file("KELD.EXE")))
         return;
-    QFile::remove(dir.filePath(QStringLiteral("KTSUP.CFG")));
-    const QString oldConfig = dir.filePath(QStringLiteral("KELDTS.CFG"));
+    QFile::remove(file("KTSUP.CFG"));
+    const QString oldConfig = file("KELDTS.CFG");
     if (firstLineTrimmed(oldConfig).mid(1, 2) == QLatin1String(":\\"))
         QFile::remove(oldConfig);
-    const QString runThis = dir.filePath(QStringLiteral("RUNTHIS.BAT"));
+    const QString runThis = file("RUNTHIS.BAT");
     if (firstLineTrimmed(runThis) == QLatin1String("rem ------------------------------------"))
         QFile::remove(runThis);
     for (const char* name : {"KELDTS.DOC", "MSCOMCTL.OCX", "MSFLXGRD.OCX", "MSWINSCK.OCX"})
-        QFile::remove(dir.filePath(QLatin1String(name)));
+        QFile::remove(file(name));
 }

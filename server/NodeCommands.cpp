@@ -8,7 +8,6 @@
 #include "server/NodeTable.h"
 
 #include <QFile>
-#include <QHash>
 
 namespace {
 
@@ -69,6 +68,29 @@ class CommandLineAnswers final : public Dialogs {
 };
 
 } // namespace
+
+const std::vector<NodeCommands::Entry>& NodeCommands::popup() {
+    static const std::vector<Entry> entries{
+        {"mnuNodeShow", "Show Node Window", Command::Show, "show"},
+        {"mnuNodeHide", "Hide Node Window", Command::Hide, "hide"},
+        {"mnuNodeSeperator", nullptr, Command::Show, nullptr},
+        {"mnuNodeShowAll", "Show All Node Windows", Command::ShowAll, nullptr},
+        {"mnuNodeHideAll", "Hide All Node Windows", Command::HideAll, nullptr},
+        {"mnuNodeSeperator0", nullptr, Command::Show, nullptr},
+        {"mnuNodeClose", "Close Node", Command::Close, "close"},
+        {"mnuNodeReset", "Reset Node", Command::Reset, "reset"},
+        {"mnuNodeResetAll", "Reset All Nodes", Command::ResetAll, "reset-all"},
+        {"mnuNodeSeperator1", nullptr, Command::Show, nullptr},
+        {"mnuNodeEdit", "Edit This User Account", Command::Edit, nullptr},
+        {"mnuNodeChat", "Chat With User", Command::Chat, "chat"},
+        {"mnuNodeBoot", "Boot User", Command::Boot, "boot"},
+        {"mnuNodeLineNoise", "Boot User With Line Noise", Command::LineNoise, "noise"},
+        {"mnuNodeBootAll", "Boot All Users", Command::BootAll, "boot-all"},
+        {"mnuNodeSeperator2", nullptr, Command::Show, nullptr},
+        {"mnuNodeBlockIp", "Block User's IP", Command::BlockIp, "block"},
+    };
+    return entries;
+}
 
 NodeCommands::NodeCommands(Board& board, BoardLogs& logs, NodeTable& table, NodeHost& host)
     : board_(board), logs_(logs), table_(table), host_(host) {}
@@ -218,22 +240,25 @@ QString NodeCommands::showAllNodes(NodeHost::Show how) {
 
 QString NodeCommands::typeKeys(Command command, int node) {
     const Keystrokes what = keystrokesOf(command);
+    // The lines are the sysop's record of what was done, whether or not the keys arrive: the
+    // board's own sysops never learnt whether a window took them either.
+    const QString logged = logBoth(QString::fromLatin1(what.bbsLog).arg(node),
+                                   QString::fromLatin1(what.eventLog).arg(node));
     const qint64 window = table_.getNodeWindow(node);
-    if (window == 0)
-        return QStringLiteral("node %1 has no window").arg(node);
-    // The chat needs the sysop at the node's console; booting does not.
-    QString note;
-    if (command == Command::Chat && host_.show(window, NodeHost::Show::Normal, &note) &&
-        !note.isEmpty())
-        logs_.writeDebugPane(QStringLiteral("%1 : Node %2 - %3").arg(time()).arg(node).arg(note));
-    QString why;
-    if (!host_.sendKeys(window, parseSendKeys(QString::fromLatin1(what.keys)), &why)) {
-        logs_.writeDebugPane(
-            QStringLiteral("%1 : Node %2 cannot take keys: %3").arg(time()).arg(node).arg(why));
-        return QStringLiteral("node %1 cannot take keys: %2").arg(node).arg(why);
+    QString why = QStringLiteral("the node has no window");
+    if (window != 0) {
+        // The chat needs the sysop at the node's console; booting does not.
+        QString note;
+        if (command == Command::Chat && host_.show(window, NodeHost::Show::Normal, &note) &&
+            !note.isEmpty())
+            logs_.writeDebugPane(
+                QStringLiteral("%1 : Node %2 - %3").arg(time()).arg(node).arg(note));
+        if (host_.sendKeys(window, parseSendKeys(QString::fromLatin1(what.keys)), &why))
+            return logged;
     }
-    return logBoth(QString::fromLatin1(what.bbsLog).arg(node),
-                   QString::fromLatin1(what.eventLog).arg(node));
+    logs_.writeDebugPane(
+        QStringLiteral("%1 : Node %2 cannot take keys: %3").arg(time()).arg(node).arg(why));
+    return QStringLiteral("%1; node %2 cannot take keys: %3").arg(logged).arg(node).arg(why);
 }
 
 QString NodeCommands::logBoth(const QString& bbsLine, const QString& eventLine) {
@@ -299,38 +324,42 @@ QString NodeCommands::resetAllNodes() {
 std::optional<QString> NodeCommands::control(const QStringList& request) {
     QStringList words = request;
     const bool yes = words.removeAll(QStringLiteral("--yes")) > 0;
-    CommandLineAnswers answers(yes);
-    std::optional<Command> command;
+    const bool perNode = words.value(0) == QLatin1String("node");
+    if (perNode && words.size() != 3)
+        return QStringLiteral("unknown command: usage: node N "
+                              "show|hide|chat|boot|noise|close|reset|block [--yes]");
+    const QString word = perNode ? words[2] : words.value(0);
+    const Entry* entry = nullptr;
+    for (const Entry& candidate : popup()) {
+        const bool all = QByteArray(candidate.name).endsWith("All");
+        if (candidate.word && word == QLatin1String(candidate.word) && all != perNode &&
+            (perNode || words.size() == 1))
+            entry = &candidate;
+    }
+    if (!perNode && !entry)
+        return std::nullopt;
     int node = 0;
-    if (words.size() == 1 && words[0] == QLatin1String("reset-all"))
-        command = Command::ResetAll;
-    else if (words.size() == 1 && words[0] == QLatin1String("boot-all"))
-        command = Command::BootAll;
-    else if (words.size() == 3 && words[0] == QLatin1String("node")) {
-        static const QHash<QString, Command> byWord{{QStringLiteral("show"), Command::Show},
-                                                    {QStringLiteral("hide"), Command::Hide},
-                                                    {QStringLiteral("chat"), Command::Chat},
-                                                    {QStringLiteral("boot"), Command::Boot},
-                                                    {QStringLiteral("noise"), Command::LineNoise},
-                                                    {QStringLiteral("close"), Command::Close},
-                                                    {QStringLiteral("reset"), Command::Reset},
-                                                    {QStringLiteral("block"), Command::BlockIp}};
+    if (perNode) {
         bool ok = false;
         node = words[1].toInt(&ok);
         if (!ok || node < 1 || node > table_.maxChannel())
             return QStringLiteral("unknown node: %1").arg(words[1]);
-        if (!byWord.contains(words[2]))
-            return QStringLiteral("unknown node command: %1").arg(words[2]);
-        command = byWord.value(words[2]);
-    } else if (words.value(0) == QLatin1String("node")) {
-        return QStringLiteral("unknown command: usage: node N "
-                              "show|hide|chat|boot|noise|close|reset|block [--yes]");
+        if (!entry)
+            return QStringLiteral("unknown node command: %1").arg(word);
     }
-    if (!command)
-        return std::nullopt;
+    // The command line offers what the popup offers for the node, no more.
+    if (!popupEntries(node).contains(QLatin1String(entry->name)))
+        return QStringLiteral("unknown here: %1 is not offered for node %2 now (%3)")
+            .arg(word)
+            .arg(node)
+            .arg(board_.mainConfig.i16("sysfkey") != 0 ? QStringLiteral("SysOp F-key Lockout is on")
+                 : !table_.isNodeInUse(node)           ? QStringLiteral("nobody is on it")
+                                                       : QStringLiteral("the IP list allows only "
+                                                                                  "its entries"));
+    CommandLineAnswers answers(yes);
     // The command line's answers come at once, so the outcome is in before run() returns.
     QString result;
-    run(*command, node, answers, [&result](const QString& outcome) { result = outcome; });
+    run(entry->command, node, answers, [&result](const QString& outcome) { result = outcome; });
     if (answers.refused())
         return result + QStringLiteral(": a caller may be on it; add --yes to go ahead");
     return result;

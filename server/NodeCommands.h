@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <optional>
+#include <vector>
 
 class Board;
 class BoardLogs;
@@ -34,6 +35,16 @@ class NodeCommands {
         ResetAll,
         BlockIp,
     };
+
+    // An entry of the node list's popup; a separator has no caption. `word` is the command's
+    // name on the command line, where it has one.
+    struct Entry {
+        const char* name;
+        const char* caption;
+        Command command;
+        const char* word;
+    };
+    static const std::vector<Entry>& popup();
 
     NodeCommands(Board& board, BoardLogs& logs, NodeTable& table, NodeHost& host);
 

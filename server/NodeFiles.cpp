@@ -3,6 +3,7 @@
 #include "data/Board.h"
 #include "data/TextHelpers.h"
 #include "platform/Cp437.h"
+#include "platform/FileAccess.h"
 
 #include <QStringList>
 
@@ -30,6 +31,12 @@ QByteArray tcpipCfg(const TcpipInfo& info, const QDateTime& now) {
                       QStringLiteral("Line 2: User's IP Address"),
                       QStringLiteral("Line 3: User's Hostname"),
                       QStringLiteral("Line 4: Server's Uptime When User Connected")});
+}
+
+QString callerAddress(const Board& board, int node) {
+    const Result<QByteArray> tcpip = fileaccess::readSmall(
+        board.filePath("temp", QStringLiteral("N%1\\TCPIP.CFG").arg(node)), 4096);
+    return tcpip ? QString::fromLatin1(tcpip.value().split('\n').value(1)).trimmed() : QString();
 }
 
 QByteArray nodeBatch(const BatchInfo& info, const QDateTime& now) {

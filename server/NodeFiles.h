@@ -4,6 +4,8 @@
 #include <QDateTime>
 #include <QString>
 
+class Board;
+
 // The files the server writes for a node as it starts it, as the DOS node programs read them.
 namespace nodefiles {
 
@@ -18,6 +20,8 @@ struct TcpipInfo {
 };
 // <temp>\N<node>\TCPIP.CFG.
 QByteArray tcpipCfg(const TcpipInfo& info, const QDateTime& now);
+// The caller's address that node `node`'s TCPIP.CFG names; empty when it names none.
+QString callerAddress(const Board& board, int node);
 
 struct BatchInfo {
     QString mainDirectory; // the DOS path of the main directory, trimmed

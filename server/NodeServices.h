@@ -1,5 +1,7 @@
 #pragma once
 
+#include <utility>
+
 #include <QString>
 #include <QStringList>
 
@@ -13,6 +15,10 @@ class NodeServices {
     virtual int findFreeNode() = 0;
     // Whether `node` runs; node 0 asks whether any node runs.
     virtual bool isNodeInUse(int node) = 0;
+    // The first and last node of the telnet range.
+    virtual std::pair<int, int> telnetNodes() = 0;
+    // Whether node `node` has been started: its state file is there.
+    virtual bool isNodeStarted(int node) = 0;
     virtual void refreshNodeList() = 0;
     // One round of the watchdog over the node windows.
     virtual void watchNodes() = 0;

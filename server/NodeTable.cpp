@@ -91,7 +91,8 @@ std::pair<int, int> NodeTable::telnetNodes() const {
 int NodeTable::findFreeNode() {
     const auto [first, last] = telnetNodes();
     for (int node = first; node <= last; ++node) {
-        if (getNodeWindow(node) == 0 && !QFileInfo::exists(stateFilePath(node)))
+        if (!board_.admitting.contains(node) && getNodeWindow(node) == 0 &&
+            !QFileInfo::exists(stateFilePath(node)))
             return node;
     }
     return 0;
@@ -146,7 +147,7 @@ bool NodeTable::isNodeInUse(int node) {
 
     bool readable = true;
     if (node > 0) {
-        if (node == board_.pendingNode)
+        if (board_.admitting.contains(node))
             return true;
         if (node > highest)
             return false;
@@ -155,7 +156,7 @@ bool NodeTable::isNodeInUse(int node) {
         return busy(node, &readable);
     }
 
-    if (board_.pendingNode >= 1)
+    if (!board_.admitting.isEmpty())
         return true;
     const qint64 last = std::min<qint64>(maxChannel(), highest);
     for (int n = 1; n <= last; ++n) {
@@ -277,9 +278,12 @@ void NodeTable::deleteNodeFiles(int node) {
 }
 
 void NodeTable::deleteAllNodeFiles() {
-    const int first = board_.serverConfig.i16("startnode");
-    const int last = first + board_.serverConfig.i16("maxconnections") - 1;
-    for (int node = std::max(first, 0); node <= std::min(last, kHighestNode); ++node) {
+    const auto [first, last] = telnetNodes();
+    for (int node = first; node <= last; ++node) {
+        // A node that outlived a server (killed, or left on purpose) still reads its TCPIP.CFG,
+        // and its state file is how the next round knows it for one of ours.
+        if (host_.findWindow(windowTitle(node)) != 0)
+            continue;
         if (!deleteFilesOf(node)) {
             logs_.reportError(QStringLiteral("Error While Purging ALL Nodes"));
             return;

@@ -45,7 +45,8 @@ class NodeTable : public QObject {
     void resetNodeRecord(int node);
     // Deletes the state file and TCPIP.CFG of the node where present.
     void deleteNodeFiles(int node);
-    // The same for every node of the telnet range.
+    // The same for every node of the telnet range that has no window: a running node keeps its
+    // files.
     void deleteAllNodeFiles();
     bool makeNodeDirectory(int node);
     // Sets the node's channel records to a 115200 bit/s line on FOSSIL device 0.

@@ -2,10 +2,12 @@
 
 #include "data/SystemConfig.h"
 #include "server/Admission.h"
+#include "server/CallerConnection.h"
 #include "server/CommandLine.h"
 #include "server/IpFilter.h"
 #include "server/LegacyFiles.h"
 #include "server/NodeCommands.h"
+#include "server/NodeFiles.h"
 #include "server/TelnetListener.h"
 #include "server/UpdateSchedule.h"
 
@@ -42,10 +44,13 @@ Server::Server(Board& board, BoardLogs& logs, DebugPane& pane, NodeServices& nod
     connect(&timer4_, &QTimer::timeout, this, &Server::secondTick);
     connect(&timer5_, &QTimer::timeout, this, &Server::updateTick);
     connect(listener_, &TelnetListener::connectionRequest, this, &Server::onConnectionRequest);
-    context_ = std::make_unique<AdmissionContext>(
-        AdmissionContext{board_, logs_, nodes_, [this](const QString& ip) { return ipFilter_(ip); },
-                         [this] { face_.beep(); }, [this] { timer1_.start(); },
-                         [this](bool on) { on ? timer2_.start() : timer2_.stop(); }});
+    connect(listener_, &TelnetListener::acceptFailing, this, [this](const QString& reason) {
+        logs_.reportError(QStringLiteral("Callers cannot be taken: %1").arg(reason));
+    });
+    context_ = std::make_unique<AdmissionContext>(AdmissionContext{
+        board_, logs_, nodes_, [this](const QString& ip) { return ipFilter_(ip); },
+        [this] { face_.beep(); }, [this](const QString& ip) { return takeNode(ip); },
+        [this](bool on) { on ? timer2_.start() : timer2_.stop(); }});
 }
 
 Server::~Server() = default;
@@ -55,7 +60,6 @@ quint16 Server::listeningPort() const {
 }
 
 bool Server::load(const QString& commandLine, const QString& startDirectory) {
-    board_.pendingNode = 1;
     board_.serverState = StateStarting;
     board_.startTime = board_.clock.now();
     board_.displayDate = board_.startTime.date();
@@ -109,7 +113,19 @@ bool Server::load(const QString& commandLine, const QString& startDirectory) {
 void Server::startListening() {
     listener_->close();
     const auto port = static_cast<quint16>(board_.serverConfig.i16("telnetport"));
-    if (listener_->listen(QHostAddress::Any, port))
+    const QString& wanted = board_.platform.listenAddress;
+    const QHostAddress address =
+        wanted.isEmpty() ? QHostAddress(QHostAddress::Any) : QHostAddress(wanted);
+    if (address.isNull()) {
+        board_.dialogs.message(
+            kErrorTitle,
+            QStringLiteral("listen=%1 in the [Server] section of KELDTS.INI is no address to "
+                           "listen on.")
+                .arg(wanted),
+            MessageIcon::Exclamation);
+        return;
+    }
+    if (listener_->listen(address, port))
         return;
     const bool privileged = port < 1024 && ::geteuid() != 0 &&
                             listener_->serverError() == QAbstractSocket::SocketAccessError;
@@ -119,7 +135,12 @@ void Server::startListening() {
                                     "CAP_NET_BIND_SERVICE capability or choose a Telnet Port "
                                     "of 1024 or above.")
                          .arg(port)
-                   : QStringLiteral("The Telnet listen port is being used by another application.");
+        : listener_->serverError() == QAbstractSocket::AddressInUseError
+            ? QStringLiteral("The Telnet listen port is being used by another application.")
+            : QStringLiteral("Cannot listen on %1 port %2: %3")
+                  .arg(address.toString())
+                  .arg(port)
+                  .arg(listener_->errorString());
     board_.dialogs.message(kErrorTitle, text, MessageIcon::Exclamation);
 }
 
@@ -168,6 +189,13 @@ void Server::serverConfigChanged() {
     }
     if (!nodes_.isNodeInUse(0))
         startListening();
+    if (board_.serverConfig.i16("updatetype") >= 1)
+        timer5_.start();
+    else
+        timer5_.stop();
+}
+
+void Server::settingsFormClosed() {
     nodes_.refreshNodeList();
     if (board_.serverConfig.i16("mintotray") == 1) {
         static const char* const tips[] = {"KELDTS - Stopped", "KELDTS - Online",
@@ -178,10 +206,6 @@ void Server::serverConfigChanged() {
     } else {
         face_.trayRemove();
     }
-    if (board_.serverConfig.i16("updatetype") >= 1)
-        timer5_.start();
-    else
-        timer5_.stop();
 }
 
 void Server::onFatal(const QString& text) {
@@ -261,26 +285,49 @@ void Server::formResized(bool minimized) {
 }
 
 void Server::onConnectionRequest(int socketFd) {
-    if (board_.serverState < StateOnline || board_.pendingNode >= 1) {
+    const QString address = CallerConnection::peerAddress(socketFd);
+    if (gate_.enter(address, board_.serverState >= StateOnline)) {
         ::close(socketFd);
         return;
     }
-    timer1_.stop();
-    board_.pendingNode = 101;
+    auto* admission = new Admission(*context_, socketFd, this);
+    connect(admission, &Admission::finished, this, [this, admission, address] {
+        board_.admitting.remove(admission->node());
+        gate_.leave(address);
+        admission->deleteLater();
+    });
+    admission->start();
+}
+
+int Server::takeNode(const QString& address) {
+    const int most = board_.platform.nodesPerAddress;
+    if (most > 0) {
+        const auto [first, last] = nodes_.telnetNodes();
+        int held = int(std::count(board_.admitting.cbegin(), board_.admitting.cend(), address));
+        for (int node = first; node <= last && held < most; ++node) {
+            if (!board_.admitting.contains(node) && nodes_.isNodeStarted(node) &&
+                nodefiles::callerAddress(board_, node) == address)
+                ++held;
+        }
+        if (held >= most)
+            return kNodesPerAddressReached;
+    }
     const int node = nodes_.findFreeNode();
     if (node > 0)
-        board_.pendingNode = static_cast<qint16>(node);
-    admission_ = new Admission(*context_, socketFd, node, this);
-    connect(admission_, &Admission::finished, admission_, &QObject::deleteLater);
-    admission_->start();
+        board_.admitting.insert(node, address);
+    return node;
 }
 
 void Server::lockTick() {
-    board_.pendingNode = 0;
+    gate_.open();
+    const QString dropped = gate_.tick();
+    if (!dropped.isEmpty()) {
+        logs_.writeDebugPane(logs_.paneTime() + QStringLiteral(" : ") + dropped);
+        logs_.writeEventLog(QStringLiteral("(*) ") + dropped);
+    }
     const QPoint now = face_.position();
     if (now != recordedPosition_)
         recordedPosition_ = now;
-    lockTicks_ = lockTicks_ >= 10 ? 0 : lockTicks_ + 1;
 }
 
 void Server::watchdogTick() {

@@ -2,11 +2,11 @@
 
 #include "console/BoardLogs.h"
 #include "data/Board.h"
+#include "server/AdmissionGate.h"
 #include "server/ConsoleFace.h"
 #include "server/NodeServices.h"
 
 #include <QObject>
-#include <QPointer>
 #include <QTimer>
 
 #include <functional>
@@ -35,9 +35,12 @@ class Server : public QObject {
     void serverStop();
     void serverOffline();
     void reloadConfig();
-    // After the server configuration form saved: the settings are loaded again, and a new port,
-    // the node list, the tray entry and the update check follow them.
+    // After the server configuration form saved: the settings are loaded again, and a new port
+    // and the update check follow them.
     void serverConfigChanged();
+    // After any settings form has closed: the node list and the tray show what the settings
+    // now say.
+    void settingsFormClosed();
 
     // Decides whether the server may go down, asking `answers` about running nodes; when it
     // may, it saves, cleans up and emits exitRequested. The answers may come later, so
@@ -69,6 +72,8 @@ class Server : public QObject {
     // Ends every node still running, as the sysop asked at exit.
     void forceNodesDown();
     void unload();
+    // The lowest free node for a caller from `address`, kept for its admission.
+    int takeNode(const QString& address);
     void lockTick();
     void watchdogTick();
     void minuteTick();
@@ -83,9 +88,8 @@ class Server : public QObject {
     TelnetListener* listener_;
     QTimer timer1_, timer2_, timer3_, timer4_, timer5_;
     QPoint recordedPosition_;
-    int lockTicks_ = 0;
     std::function<bool(const QString&)> ipFilter_;
+    AdmissionGate gate_;
     std::unique_ptr<struct AdmissionContext> context_;
-    QPointer<Admission> admission_;
     NodeCommands* nodeCommands_ = nullptr;
 };

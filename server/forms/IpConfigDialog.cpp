@@ -12,6 +12,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListView>
+#include <QListWidget>
 #include <QPushButton>
 #include <QRadioButton>
 
@@ -119,6 +120,16 @@ IpConfigDialog::IpConfigDialog(Board& board, QWidget* parent)
         list_->fontMetrics().horizontalAdvance(QStringLiteral("000.000.000.000")) + 40);
     QPushButton* remove = button("cmdDelete", QStringLiteral("&Remove"), this);
 
+    // IPv6 callers have a list of their own: the DOS program's records cannot hold them.
+    v6List_ = new QListWidget(this);
+    v6List_->setObjectName(QStringLiteral("lstIp6"));
+    v6List_->setMinimumHeight(v6List_->fontMetrics().lineSpacing() * 4);
+    QPushButton* removeV6 = button("cmdDelete6", QStringLiteral("R&emove"), this);
+    v6Entry_ = new QLineEdit(this);
+    v6Entry_->setObjectName(QStringLiteral("txtIp6"));
+    v6Entry_->setPlaceholderText(QStringLiteral("2001:db8::1 or 2001:db8::/32"));
+    QPushButton* addV6 = button("cmdAdd6", QStringLiteral("A&dd"), this);
+
     auto* mode = new QGroupBox(QStringLiteral("Mode"), this);
     auto* modeLayout = new QGridLayout(mode);
     auto* allow = new QRadioButton(QStringLiteral("Allow"), mode);
@@ -143,11 +154,16 @@ IpConfigDialog::IpConfigDialog(Board& board, QWidget* parent)
     grid->addLayout(listButtons, 1, 1);
     grid->addLayout(entry, 2, 0);
     grid->addWidget(add_, 2, 1);
-    grid->addWidget(mode, 3, 0, 1, 2);
+    grid->addWidget(new QLabel(QStringLiteral("Listed IPv6 addresses and networks:"), this), 3, 0);
+    grid->addWidget(v6List_, 4, 0);
+    grid->addWidget(removeV6, 4, 1, Qt::AlignTop);
+    grid->addWidget(v6Entry_, 5, 0);
+    grid->addWidget(addV6, 5, 1);
+    grid->addWidget(mode, 6, 0, 1, 2);
     auto* bottom = new QHBoxLayout;
     bottom->addStretch();
     bottom->addWidget(close);
-    grid->addLayout(bottom, 4, 0, 1, 2);
+    grid->addLayout(bottom, 7, 0, 1, 2);
     grid->setRowStretch(1, 1);
 
     new AddressKeys(parts_, add_, this);
@@ -158,10 +174,29 @@ IpConfigDialog::IpConfigDialog(Board& board, QWidget* parent)
     connect(block, &QRadioButton::clicked, this, [this] { setMode(0); });
     connect(add_, &QPushButton::clicked, this, &IpConfigDialog::addEntry);
     connect(remove, &QPushButton::clicked, this, &IpConfigDialog::removeEntry);
+    connect(addV6, &QPushButton::clicked, this, [this] {
+        const Result<> added = iplist::addV6(board_, v6Entry_->text());
+        if (!added) {
+            board_.dialogs.message(QStringLiteral("KELDTS - IP Restrictions"), added.error(),
+                                   MessageIcon::Information);
+            return;
+        }
+        v6Entry_->clear();
+        fillV6(v6List_->count());
+    });
+    connect(v6Entry_, &QLineEdit::returnPressed, addV6, &QPushButton::click);
+    connect(removeV6, &QPushButton::clicked, this, [this] {
+        const int row = v6List_->currentRow();
+        if (row < 0)
+            return;
+        report(iplist::removeV6(board_, row));
+        fillV6(row);
+    });
     connect(close, &QPushButton::clicked, this, &QDialog::reject);
 
     report(entries_->reload());
     select(0);
+    fillV6(0);
     parts_[0]->setFocus();
 }
 
@@ -173,6 +208,18 @@ void IpConfigDialog::done(int result) {
 void IpConfigDialog::report(const Result<>& done) {
     if (!done)
         board_.logs.reportError(done.error());
+}
+
+void IpConfigDialog::fillV6(int row) {
+    v6List_->clear();
+    const Result<QStringList> entries = iplist::v6Entries(board_);
+    if (!entries) {
+        report(failureOf(entries));
+        return;
+    }
+    v6List_->addItems(entries.value());
+    if (v6List_->count() > 0)
+        v6List_->setCurrentRow(std::min(row, v6List_->count() - 1));
 }
 
 void IpConfigDialog::select(int row) {

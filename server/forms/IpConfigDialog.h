@@ -9,11 +9,13 @@
 class Board;
 class QLineEdit;
 class QListView;
+class QListWidget;
 class QPushButton;
 class RecordTableModel;
 
 // frmIpConfig: the list of caller addresses the server blocks or, in the other mode, is the
-// only one it lets in. The address is typed into four boxes, one part each.
+// only one it lets in. An IPv4 address is typed into four boxes, one part each; IPv6 addresses
+// and networks have a list and a box of their own.
 class IpConfigDialog : public QDialog {
     Q_OBJECT
   public:
@@ -24,6 +26,7 @@ class IpConfigDialog : public QDialog {
 
   private:
     void select(int row);
+    void fillV6(int row);
     void addEntry();
     void removeEntry();
     void setMode(qint16 mode);
@@ -33,6 +36,8 @@ class IpConfigDialog : public QDialog {
     Board& board_;
     RecordTableModel* entries_;
     QListView* list_;
+    QListWidget* v6List_;
+    QLineEdit* v6Entry_;
     std::array<QLineEdit*, 4> parts_;
     QPushButton* add_;
 };

@@ -14,6 +14,7 @@
 #include <QListWidget>
 #include <QMenu>
 #include <QMenuBar>
+#include <QMouseEvent>
 #include <QPainter>
 #include <QPlainTextEdit>
 #include <QScreen>
@@ -92,6 +93,16 @@ MainWindow::MainWindow(DebugPane& pane, QWidget* parent) : QMainWindow(parent) {
     debug_->setReadOnly(true);
     debug_->setMaximumBlockCount(pane.maxLines());
     layout->addWidget(debug_);
+    debugMenu_ = new QMenu(QStringLiteral("Debug Options"), this);
+    debugMenu_->setObjectName(QStringLiteral("mnuDebug"));
+    connect(addMenuAction(debugMenu_, "mnuDebugClear", QStringLiteral("Clear Window")),
+            &QAction::triggered, &pane, &DebugPane::clear);
+    // The menu comes with the right button as on any Linux desktop, and with a double click,
+    // which leaves the caret at the end, as the board's sysops know it.
+    debug_->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(debug_, &QWidget::customContextMenuRequested, this,
+            [this](QPoint at) { debugMenu_->popup(debug_->viewport()->mapToGlobal(at)); });
+    debug_->viewport()->installEventFilter(this);
     setCentralWidget(central);
     resize(kFullFormWidth, 480);
 
@@ -136,6 +147,7 @@ void MainWindow::launch(const FormEntry& entry) {
     if (!form)
         return;
     form->setAttribute(Qt::WA_DeleteOnClose);
+    connect(form, &QDialog::finished, this, [this] { server_->settingsFormClosed(); });
     form_ = form;
     form->open();
 }
@@ -287,6 +299,15 @@ void MainWindow::closeEvent(QCloseEvent* event) {
     // The server decides, maybe after asking; when it goes down the window goes with it.
     server_->queryUnload(Server::CloseReason::CloseButton, *dialogs_);
     event->setAccepted(exiting_);
+}
+
+bool MainWindow::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == debug_->viewport() && event->type() == QEvent::MouseButtonDblClick) {
+        debug_->moveCursor(QTextCursor::End);
+        debugMenu_->popup(static_cast<QMouseEvent*>(event)->globalPosition().toPoint());
+        return true;
+    }
+    return QMainWindow::eventFilter(watched, event);
 }
 
 void MainWindow::changeEvent(QEvent* event) {

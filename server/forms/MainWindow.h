@@ -46,6 +46,7 @@ class MainWindow : public QMainWindow, public ConsoleFace {
     QDialog* openForm() const { return form_; }
 
   protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
     void changeEvent(QEvent* event) override;
 
@@ -73,6 +74,7 @@ class MainWindow : public QMainWindow, public ConsoleFace {
     QListWidget* nodeList_;
     NodeMenu* nodeMenu_ = nullptr;
     QPlainTextEdit* debug_;
+    QMenu* debugMenu_;
     QSystemTrayIcon* tray_ = nullptr;
     QPointer<QDialog> form_;
 };

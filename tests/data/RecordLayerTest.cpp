@@ -171,10 +171,15 @@ TEST_F(RecordLayerTest, AFailedOrShortReadRewritesNothing) {
     if (QFileInfo(shortFile).size() <= 17)
         GTEST_SKIP() << "no file here that ends before its size";
     ASSERT_TRUE(QFile::link(shortFile, path));
-    // And a name that opens but cannot be read at all.
+    // And names that are no files at all: a FIFO would hang whoever opens it.
     const QString directory = dir.filePath(QStringLiteral("DIR.DAT"));
+    const QString fifo = dir.filePath(QStringLiteral("FIFO.DAT"));
     ASSERT_TRUE(QDir().mkdir(directory));
-    for (const QString& table : {path, directory}) {
+    ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+    Record record(kLayout);
+    EXPECT_FALSE(recordfile::read(fifo, 1, record).ok());
+    EXPECT_FALSE(recordfile::write(fifo, 1, record).ok());
+    for (const QString& table : {path, directory, fifo}) {
         SCOPED_TRACE(table.toStdString());
         const Result<QList<Record>> read = recordtable::read(table, kLayout);
         ASSERT_FALSE(read.ok());

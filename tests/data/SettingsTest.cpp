@@ -2,6 +2,7 @@
 #include "data/SettingsRecords.h"
 #include "data/SystemConfig.h"
 #include "data/WindowState.h"
+#include "platform/PlatformSettings.h"
 #include "support/TestBoard.h"
 
 #include <QDir>
@@ -174,11 +175,40 @@ TEST_F(SettingsTest, DamagedFilesNeverStopTheLoad) {
         EXPECT_NE(c.i16("netfosssleep"), 0);
         EXPECT_EQ(t.read(kCfg).size(), std::max<qsizetype>(size, 148));
     }
-    // A settings file that is not a file at all is reported, and the server goes on.
+    // A settings file that cannot be read stops a start, naming it and why; a running server
+    // keeps the settings it has and says so.
     ASSERT_TRUE(QFile::remove(t.file(kCfg)));
     ASSERT_TRUE(QDir().mkdir(t.file(kCfg)));
-    EXPECT_FALSE(load().fatal);
-    EXPECT_EQ(t.pane.lines().value(0), "Error: Error While Loading KELDTS.CFG");
+    const ConfigLoad atStart = load();
+    EXPECT_TRUE(atStart.fatal);
+    EXPECT_TRUE(atStart.text.startsWith("Error While Loading KELDTS.CFG: Cannot open ") &&
+                atStart.text.endsWith("/KELDTS.CFG: Is a directory"))
+        << atStart.text.toStdString();
+    t.board->serverState = StateOnline;
+    const Record kept = cfg();
+    t.pane.clear();
+    ASSERT_FALSE(load().fatal);
+    EXPECT_EQ(cfg().bytes(), kept.bytes());
+    EXPECT_TRUE(t.pane.lines().value(0).startsWith("Error: Error While Loading KELDTS.CFG: "));
+    EXPECT_TRUE(t.pane.lines().value(0).endsWith("; the settings in memory stay in force"));
+}
+
+// What makes every caller hear "busy", or a start fail, is said with the file it comes from.
+TEST_F(SettingsTest, AShortMainConfigAndAnUnreadableIniAreNamed) {
+    t.write("MAIN.CFG", t.read("MAIN.CFG").left(200));
+    for (int reload = 0; reload < 2; ++reload)
+        ASSERT_FALSE(load().fatal);
+    EXPECT_EQ(t.pane.lines(), QStringList({"Error: MAIN.CFG holds 200 bytes of its 372: what is "
+                                           "missing reads as zero (# Active Channels: 0)"}));
+
+    ASSERT_TRUE(QDir().mkdir(t.file("OTHER.INI")));
+    t.board->platform = readPlatformSettings(t.file("OTHER.INI"));
+    EXPECT_EQ(load().text, "Cannot use " + t.file("OTHER.INI") + ": it is a directory, not a file");
+    t.board->platform = readPlatformSettings(t.file("NONE.INI"));
+    Record paths = t.record(sysPathsLayout(), "SYSPATHS.CFG");
+    ASSERT_TRUE(QFile::remove(t.file("SYSPATHS.CFG")));
+    t.writeRecord("syspaths.cfg", paths); // found whatever its case, as DOS names are
+    EXPECT_TRUE(load().text.endsWith("of KELDTS.INI. (there is no " + t.file("NONE.INI") + ")"));
 }
 
 TEST_F(SettingsTest, SharedRecordsKeepTheNodeProgramsBytes) {

@@ -9,7 +9,9 @@
 #include <QThread>
 #include <QTime>
 
+#include <atomic>
 #include <random>
+#include <thread>
 
 namespace {
 
@@ -28,7 +30,7 @@ class AdmissionE2e : public E2eTest {
 };
 
 TEST_F(AdmissionE2e, IpFilterSeesIpv4CallersAsDottedAndNativeIpv6AsText) {
-    // Every IPv4 address blocked: an IPv6 caller matches no four-part record and comes in.
+    // Every IPv4 address blocked: an IPv6 caller is judged by its own list, and comes in.
     sandbox.write("KELDTSIP.DAT", "*.*.*.*        ");
     ASSERT_TRUE(sandbox.startServer());
     EXPECT_EQ(answer(sandbox.port(), "::1"), kBusyText) << "no IPv6 loopback here?";
@@ -72,22 +74,26 @@ TEST_F(AdmissionE2e, OfflineComesBeforeNetTimeAndNetOnlyTextIsSentAsItStands) {
     ASSERT_NO_FATAL_FAILURE(sandbox.write("TEXT/netonly.txt", own));
     EXPECT_EQ(answer(sandbox.port()), own + "\r\n");
 
+    // Only blanks make it empty; line ends are a text of their own and go out as they are.
     ASSERT_NO_FATAL_FAILURE(sandbox.write("TEXT/netonly.txt", " \t\r\n  \r\n"));
+    EXPECT_EQ(answer(sandbox.port()), " \t\r\n  \r\n\r\n");
+    ASSERT_NO_FATAL_FAILURE(sandbox.write("TEXT/netonly.txt", "     "));
     EXPECT_EQ(answer(sandbox.port()), traffic);
     ASSERT_TRUE(QFile::remove(sandbox.path("TEXT/netonly.txt")));
     EXPECT_EQ(answer(sandbox.port()), traffic);
 
     EXPECT_EQ(sandbox.logEntries(),
               QStringList({kLoaded, "Server is now in Offline Mode [2]", kOffline, kOffline,
-                           kResumed, kNetTime, kNetTime, kNetTime, kNetTime}));
+                           kResumed, kNetTime, kNetTime, kNetTime, kNetTime, kNetTime}));
     EXPECT_EQ(paneLines("Connection Refused (Server Offline)"), 2);
-    EXPECT_EQ(paneLines("Connection Refused (Net Time)"), 4);
+    EXPECT_EQ(paneLines("Connection Refused (Net Time)"), 5);
 }
 
-TEST_F(AdmissionE2e, BusyBoardAnswersOneCallerASecondAndAStoppedOneNoneWithoutALogLine) {
+TEST_F(AdmissionE2e, BusyBoardAnswersOneCallerASecondAndAStoppedOneNoneWithALineASecond) {
     ASSERT_TRUE(sandbox.startServer());
     EXPECT_EQ(answer(sandbox.port()), kBusyText);
-    // Right behind the first, inside the same second: dropped without a word or a trace.
+    // Right behind the first from the same address, inside the same second: dropped without a
+    // word, and counted.
     EXPECT_TRUE(closedWithoutAWord(sandbox.port()));
     EXPECT_EQ(answer(sandbox.port()), kBusyText);
 
@@ -106,6 +112,38 @@ TEST_F(AdmissionE2e, BusyBoardAnswersOneCallerASecondAndAStoppedOneNoneWithoutAL
                            kResumed, kBusy}));
     EXPECT_EQ(paneLines("Connection Refused (No Available Node)"), 3);
     EXPECT_EQ(paneLines("Server has Stopped Accepting Connections"), 1);
+    // The silent ones are in the log as counts, no more than one line a second.
+    const QStringList drops = sandbox.logEntries(true).filter(kDropped);
+    EXPECT_FALSE(drops.filter("address called within the second").isEmpty())
+        << drops.join('\n').toStdString();
+    EXPECT_FALSE(drops.filter("server stopped").isEmpty());
+}
+
+// A client that connects and closes ten times a second from another address shuts out only
+// itself: a real caller is answered every time.
+TEST_F(AdmissionE2e, ARealCallerIsServedWhileAnotherAddressConnectsAndClosesTenTimesASecond) {
+    ASSERT_TRUE(sandbox.startServer());
+    std::atomic<bool> stop{false};
+    std::thread attacker([&] {
+        while (!stop) {
+            QTcpSocket hit;
+            hit.bind(QHostAddress("127.0.0.2"));
+            hit.connectToHost(QHostAddress::LocalHost, sandbox.port());
+            hit.waitForConnected(1000);
+            hit.abort();
+            QThread::msleep(100);
+        }
+    });
+    int served = 0;
+    for (int call = 0; call < 5; ++call) {
+        QThread::msleep(1100); // past the caller's own second
+        Caller caller;
+        served += caller.call(sandbox.port()) && caller.waitForClose() && caller.seen == kBusyText;
+    }
+    stop = true;
+    attacker.join();
+    EXPECT_EQ(served, 5);
+    EXPECT_FALSE(sandbox.logEntries(true).filter("address called within the second").isEmpty());
 }
 
 // Files and sockets: the tmux client's pipes may come up late on a loaded machine.

@@ -67,20 +67,23 @@ KeldtsSandbox::KeldtsSandbox() {
     QDir().mkdir(root() + "/xdg", QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
 }
 
-void KeldtsSandbox::prepare(QProcess& process, const QString& workingDir) const {
+void KeldtsSandbox::prepare(QProcess& process, const QString& workingDir,
+                            const QProcessEnvironment& session) const {
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     // No display: the server has to come up headless whatever the test runner has.
     for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
         env.remove(QString::fromLatin1(name));
     env.insert("XDG_RUNTIME_DIR", root() + "/xdg");
+    env.insert(session);
     process.setProcessEnvironment(env);
     process.setWorkingDirectory(workingDir);
     process.setStandardInputFile(QProcess::nullDevice());
 }
 
-RunResult KeldtsSandbox::run(const QStringList& args, const QString& workingDir) const {
+RunResult KeldtsSandbox::run(const QStringList& args, const QString& workingDir,
+                             const QProcessEnvironment& session) const {
     QProcess process;
-    prepare(process, workingDir.isEmpty() ? root() : workingDir);
+    prepare(process, workingDir.isEmpty() ? root() : workingDir, session);
     process.start(QStringLiteral(KELDTS_BINARY), args);
     if (!process.waitForFinished(30000))
         process.kill();
@@ -113,6 +116,15 @@ bool KeldtsSandbox::serverRunning() {
     return server.state() != QProcess::NotRunning && !server.waitForFinished(0);
 }
 
+void KeldtsSandbox::endNodeWindows() const {
+    const QDir host(runtimeDir() + "/host");
+    for (const QString& socket : host.entryList({"tmux-*"}, QDir::System)) {
+        QProcess tmux;
+        tmux.start("tmux", {"-S", host.filePath(socket), "kill-server"});
+        tmux.waitForFinished(5000);
+    }
+}
+
 int KeldtsSandbox::stopServer(int signal, int timeoutMs) {
     if (serverRunning())
         ::kill(pid_t(server.processId()), signal);
@@ -131,7 +143,7 @@ void KeldtsSandbox::write(const QString& name, const QByteArray& bytes, qint64 a
     ASSERT_EQ(file.write(bytes), bytes.size());
 }
 
-QStringList KeldtsSandbox::logEntries() const {
+QStringList KeldtsSandbox::logEntries(bool withDrops) const {
     // The header and the stamp's form are the log's own tests' business; here, the time.
     QStringList lines = QString::fromLatin1(read("KELDTS.LOG")).split("\r\n");
     EXPECT_EQ(lines.takeLast(), QString()) << "last line not ended";
@@ -141,7 +153,8 @@ QStringList KeldtsSandbox::logEntries() const {
         const QDateTime when = QDateTime::fromString(line.mid(4, 19), "yyyy-MM-dd HH:mm:ss");
         EXPECT_TRUE(when >= earliest && when <= QDateTime::currentDateTime().addSecs(1))
             << line.toStdString();
-        entries << line.mid(25);
+        if (withDrops || !line.mid(25).contains(kDropped))
+            entries << line.mid(25);
     }
     return entries;
 }

@@ -10,10 +10,11 @@
 #include <csignal>
 #include <functional>
 
-// The real keldts, from outside: each sandbox has its own board, runtime directory and port.
+// The real keldts, from outside: each sandbox has its own board, session and port.
 
 inline const QString kLoaded = "--- KELDTS v2.6.060524 Loaded";
 inline const QString kBusy = "(0) Connection Refused (No Available Node) [127.0.0.1]";
+inline const QString kDropped = QStringLiteral("Dropped [");
 inline QByteArray refusalText(const char* why) {
     return "You have reached KELD Demo Board.\r\n" + QByteArray(why) +
            " Please try again later.\r\n";
@@ -71,13 +72,17 @@ class KeldtsSandbox {
     QString root() const { return dir_.path(); }
     QString boardDir() const { return root() + "/board"; }
     QString mainDir() const { return boardDir() + "/KELD"; }
+    // The server's runtime directory, kept in the board.
+    QString runtimeDir() const { return mainDir() + "/.keldts"; }
     QString path(const QString& name) const { return mainDir() + QLatin1Char('/') + name; }
     quint16 port() const { return port_; }
 
-    // Runs keldts to its end in `workingDir` (the sandbox root when empty).
-    RunResult run(const QStringList& args, const QString& workingDir = {}) const;
+    // Runs keldts to its end in `workingDir` (the sandbox root when empty), with `session`'s
+    // variables over the sandbox's own.
+    RunResult run(const QStringList& args, const QString& workingDir = {},
+                  const QProcessEnvironment& session = {}) const;
     QString ctl(const QString& command) const {
-        return QString::fromUtf8(run({"ctl", command}).out).trimmed();
+        return QString::fromUtf8(run({"ctl", command}, mainDir()).out).trimmed();
     }
     // The demo board. Without `withNodes` it has no telnet channel: every caller finds it busy.
     void writeBoard(bool withNodes = false) const;
@@ -92,17 +97,22 @@ class KeldtsSandbox {
     // death or a server that outlived the deadline (it is killed then).
     int stopServer(int signal, int timeoutMs = 20000);
     bool serverRunning();
+    // Node windows outlive their server, as on a board, but not the test.
+    void endNodeWindows() const;
 
     QByteArray read(const QString& name) const { return readFile(path(name)); }
     // The whole file, or the bytes from offset `at` on.
     void write(const QString& name, const QByteArray& bytes, qint64 at = -1) const;
     // KELDTS.LOG without the header and the time stamps, which must be from the sandbox's time.
-    QStringList logEntries() const;
+    // The event log's entries without their time; the once-a-second count of connections
+    // turned away before admission only when asked for.
+    QStringList logEntries(bool withDrops = false) const;
 
     QProcess server; // after dir_, so that it ends before its directory goes
 
   private:
-    void prepare(QProcess& process, const QString& workingDir) const;
+    void prepare(QProcess& process, const QString& workingDir,
+                 const QProcessEnvironment& session = {}) const;
 };
 
 // A test on the demo board, its server stopped cleanly at the end.
@@ -113,6 +123,7 @@ class E2eTest : public ::testing::Test {
         if (sandbox.serverRunning()) {
             EXPECT_EQ(sandbox.stopServer(SIGTERM), 0) << sandbox.serverOutput().toStdString();
         }
+        sandbox.endNodeWindows();
     }
 
     KeldtsSandbox sandbox;

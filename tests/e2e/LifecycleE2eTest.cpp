@@ -1,4 +1,5 @@
-// The server's life as the operator sees it: starts, leaving, and settings faults.
+// The server's life as the operator sees it: one server per board, its control socket, leaving,
+// and settings faults.
 
 #include "KeldtsRunner.h"
 
@@ -6,13 +7,25 @@
 #include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
+#include <QLocalSocket>
 #include <QMap>
 #include <QTcpServer>
 #include <QThread>
 
+#include <algorithm>
+#include <memory>
+#include <vector>
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace {
 
 const QString kUnloaded = "--- KELDTS Unloaded";
+const QByteArray kDoEcho("\xff\xfd\x01", 3);
+const QByteArray
+    kOptions("\xff\xfd\x03\xff\xfb\x03\xff\xfe\x01\xff\xfb\x01\xff\xfc\x22\xff\xfc\x24", 18);
 
 // Every file and folder under `dir` with its size and modification time.
 QMap<QString, QString> snapshot(const QString& dir) {
@@ -29,27 +42,125 @@ QMap<QString, QString> snapshot(const QString& dir) {
 
 using LifecycleE2e = E2eTest;
 
-TEST_F(LifecycleE2e, SecondStartIsTurnedAwayWithoutTouchingAFile) {
+TEST_F(LifecycleE2e, SecondStartOnTheBoardFromAnySessionIsTurnedAwayWithoutTouchingAFile) {
+    ASSERT_NO_FATAL_FAILURE(sandbox.write("MAIN.CFG", QByteArray("\x04\x00", 2), 210)); // 4 nodes
+    // A demo start that got past the lock would write this again.
+    ASSERT_TRUE(QFile::remove(sandbox.path("TEXT/NETONLY.TXT")));
     ASSERT_TRUE(sandbox.startServer());
+    Caller caller;
+    ASSERT_TRUE(caller.dial(sandbox.port()) && caller.waitFor(kOptions) && caller.send(kDoEcho) &&
+                caller.waitFor("What is your name? ") && caller.send("Stayer\r\n") &&
+                caller.waitFor("[G]oodbye: "))
+        << caller.seen.toStdString();
     const QMap<QString, QString> before = snapshot(sandbox.boardDir());
     ASSERT_TRUE(before.contains(sandbox.path("KELDTS.LOG")));
+    const QByteArray control = sandbox.read("CONTROL.DAT");
 
-    // A demo start is a start too: it must not even write its board.
-    const QString otherBoard = sandbox.root() + "/other";
+    // Another login session (a desktop beside a service) has a runtime directory of its own.
+    QProcessEnvironment otherSession;
+    otherSession.insert("XDG_RUNTIME_DIR", sandbox.root());
     for (const QStringList& args :
          {QStringList{"--headless"},
-          QStringList{"demo", otherBoard, "--port", QString::number(freePort())}}) {
-        const RunResult again = sandbox.run(args, sandbox.mainDir());
+          QStringList{"demo", sandbox.boardDir(), "--port", QString::number(freePort())}}) {
+        const RunResult again = sandbox.run(args, sandbox.mainDir(), otherSession);
         EXPECT_EQ(again.exitCode, 0);
         EXPECT_TRUE(again.out.contains("already running")) << again.out.toStdString();
     }
-    EXPECT_FALSE(QFileInfo::exists(otherBoard));
 
     EXPECT_EQ(snapshot(sandbox.boardDir()), before);
+    EXPECT_EQ(sandbox.read("CONTROL.DAT"), control);
+    caller.seen.clear();
+    ASSERT_TRUE(caller.send("W"));
+    EXPECT_TRUE(caller.waitFor("Node 1: Stayer - Main Menu\r\n")) << caller.seen.toStdString();
     EXPECT_TRUE(sandbox.waitForOutput("Another start of KELDTS was turned away"))
         << sandbox.serverOutput().toStdString();
     EXPECT_EQ(sandbox.ctl("status"), "online 1");
-    EXPECT_EQ(sandbox.logEntries(), QStringList({kLoaded}));
+}
+
+TEST_F(LifecycleE2e, RuntimeDirectoryOthersCouldTamperWithIsRefusedByServerAndCtl) {
+    ASSERT_TRUE(sandbox.startServer());
+    EXPECT_EQ(sandbox.stopServer(SIGTERM), 0) << sandbox.serverOutput().toStdString();
+    const QString runtime = sandbox.runtimeDir();
+    const QByteArray name = QFile::encodeName(runtime);
+    const std::pair<QByteArray, std::function<int()>> faults[] = {
+        {"belongs to nobody (uid 65534)", [&] { return ::chown(name, 65534, 65534); }},
+        {"is open to its group (mode 0770)", [&] { return ::chmod(name, 0770); }},
+        {"is open to other users (mode 0701)", [&] { return ::chmod(name, 0701); }},
+    };
+    for (const auto& [why, make] : faults) {
+        ASSERT_EQ(::chown(name, ::geteuid(), ::getegid()) | ::chmod(name, 0700) | make(), 0);
+        const RunResult start = sandbox.run({"--headless"}, sandbox.mainDir());
+        EXPECT_EQ(start.exitCode, 1);
+        EXPECT_TRUE(start.err.contains(runtime.toUtf8() + " " + why) &&
+                    start.err.contains("rm -r " + name))
+            << start.err.toStdString();
+        const RunResult ctl = sandbox.run({"ctl", "--board", sandbox.mainDir(), "status"});
+        EXPECT_EQ(ctl.exitCode, 1);
+        EXPECT_TRUE(
+            ctl.err.contains("will not talk to a socket in " + name + ": " + name + " " + why))
+            << ctl.err.toStdString();
+    }
+    EXPECT_FALSE(QFileInfo::exists(sandbox.runtimeDir() + "/KELDTS.sock"));
+}
+
+TEST_F(LifecycleE2e, ControlSocketServesSixteenClientsAtOnceAndEachOnlyForAFewSeconds) {
+    ASSERT_TRUE(sandbox.startServer());
+    const QString control = sandbox.runtimeDir() + "/KELDTS.sock";
+    // Clients that say nothing: sixteen are served, one more is closed at once, and the sixteen
+    // are closed when their time is up.
+    std::vector<std::unique_ptr<QLocalSocket>> silent;
+    for (int i = 0; i < 17; ++i) {
+        silent.push_back(std::make_unique<QLocalSocket>());
+        silent.back()->connectToServer(control);
+        ASSERT_TRUE(silent.back()->waitForConnected(5000));
+    }
+    const auto closed = [&] {
+        return std::count_if(silent.begin(), silent.end(), [](const auto& client) {
+            return client->state() == QLocalSocket::UnconnectedState ||
+                   client->waitForDisconnected(1);
+        });
+    };
+    EXPECT_TRUE(waitUntil([&] { return closed() == 1; }, 2000));
+    EXPECT_EQ(closed(), 1);
+    EXPECT_TRUE(waitUntil([&] { return closed() == 17; }, 10000));
+    EXPECT_EQ(sandbox.ctl("status"), "online 1");
+}
+
+TEST_F(LifecycleE2e, ListenersTakeCallersAgainOnceDescriptorsAreFree) {
+#ifdef __SANITIZE_ADDRESS__
+    // UBSan checks a vtable by writing it to a pipe: with no descriptor left, every check fails.
+    GTEST_SKIP() << "the sanitizers need descriptors of their own";
+#endif
+    ASSERT_TRUE(sandbox.startServer());
+    const QString control = sandbox.runtimeDir() + "/KELDTS.sock";
+    // Every new descriptor fails while the limit sits at the lowest free number.
+    const pid_t pid = pid_t(sandbox.server.processId());
+    rlimit usual{};
+    ASSERT_EQ(::prlimit(pid, RLIMIT_NOFILE, nullptr, &usual), 0);
+    rlimit exhausted = usual;
+    exhausted.rlim_cur = 0;
+    while (QFileInfo::exists(QString("/proc/%1/fd/%2").arg(pid).arg(exhausted.rlim_cur)))
+        ++exhausted.rlim_cur;
+    ASSERT_EQ(::prlimit(pid, RLIMIT_NOFILE, &exhausted, nullptr), 0);
+    Caller caller;
+    ASSERT_TRUE(caller.call(sandbox.port()));
+    QLocalSocket waiting;
+    waiting.connectToServer(control);
+    ASSERT_TRUE(waiting.waitForConnected(5000));
+    EXPECT_TRUE(sandbox.waitForOutput("Cannot take a keldts ctl connection ("))
+        << sandbox.serverOutput().toStdString();
+
+    // Descriptors to spare again: both listeners take up their callers by themselves.
+    ASSERT_EQ(::prlimit(pid, RLIMIT_NOFILE, &usual, nullptr), 0);
+    ASSERT_TRUE(waiting.write("status\n") == 7 && waiting.waitForBytesWritten(5000));
+    EXPECT_TRUE(
+        waitUntil([&] { return waiting.waitForReadyRead(20) || waiting.bytesAvailable(); }, 5000));
+    EXPECT_EQ(waiting.readAll(), "online 1\n");
+    // Taken at last: answered, or closed unheard when it came within an admission lock's second.
+    EXPECT_TRUE(caller.waitFor(kBusyText) || (caller.closed && caller.seen.isEmpty()))
+        << caller.seen.toStdString();
+    EXPECT_EQ(sandbox.ctl("status"), "online 1");
+    EXPECT_EQ(answer(sandbox.port()), kBusyText);
 }
 
 TEST_F(LifecycleE2e, TakenPortIsReportedAndExitsByCommandOrTermSignalUnloadAndFreeTheBoard) {
@@ -74,9 +185,12 @@ TEST_F(LifecycleE2e, TakenPortIsReportedAndExitsByCommandOrTermSignalUnloadAndFr
     EXPECT_EQ(sandbox.stopServer(SIGTERM), 0) << sandbox.serverOutput().toStdString();
 
     EXPECT_FALSE(Caller().call(sandbox.port())) << "the port must be closed after the exit";
-    const RunResult status = sandbox.run({"ctl", "status"});
+    const RunResult status = sandbox.run({"ctl", "status"}, sandbox.mainDir());
     EXPECT_EQ(status.exitCode, 1);
     EXPECT_TRUE(status.err.contains("not running")) << status.err.toStdString();
+    // Away from the board, ctl says which board it looked at.
+    EXPECT_TRUE(sandbox.run({"ctl", "status"})
+                    .err.contains("not running on the board in " + sandbox.root().toUtf8()));
     EXPECT_EQ(sandbox.logEntries(),
               QStringList({kLoaded, kBusy, kUnloaded, kLoaded, kBusy, kUnloaded}));
 }
@@ -102,8 +216,23 @@ TEST_F(LifecycleE2e, SettingsFaultsStopTheServerWithTheirReason) {
         << unmapped.out.toStdString();
     EXPECT_FALSE(QFileInfo::exists(sandbox.path("KELDTS.LOG")));
 
-    // The same rules hold when a running server rereads its settings.
+    // A KELDTS.CFG that cannot be read leaves the server without even its port: it never comes
+    // up "online" on whatever port an empty record would give, but stops, naming the file.
     ASSERT_NO_FATAL_FAILURE(sandbox.write("KELDTS.INI", ini));
+    const QByteArray settings = sandbox.read("KELDTS.CFG");
+    ASSERT_TRUE(QFile::remove(sandbox.path("KELDTS.CFG")));
+    ASSERT_TRUE(QDir().mkdir(sandbox.path("KELDTS.CFG")));
+    const RunResult unreadable = sandbox.run({"--headless"}, sandbox.mainDir());
+    EXPECT_EQ(unreadable.exitCode, 1);
+    EXPECT_TRUE(unreadable.out.contains("KELDTS - Error: Error While Loading KELDTS.CFG: Cannot "
+                                        "open " +
+                                        sandbox.path("KELDTS.CFG").toUtf8() + ": Is a directory"))
+        << unreadable.out.toStdString();
+    EXPECT_FALSE(unreadable.out.contains("online"));
+    ASSERT_TRUE(QDir().rmdir(sandbox.path("KELDTS.CFG")));
+    ASSERT_NO_FATAL_FAILURE(sandbox.write("KELDTS.CFG", settings));
+
+    // The same rules hold when a running server rereads its settings.
     ASSERT_TRUE(sandbox.startServer());
     ASSERT_TRUE(QFile::remove(sandbox.path("SYSPATHS.CFG")));
     sandbox.ctl("reload");

@@ -4,8 +4,13 @@
 
 #include <QDir>
 #include <QDirIterator>
+#include <QElapsedTimer>
 #include <QFile>
+#include <QLocalSocket>
 #include <QRegularExpression>
+#include <QScopeGuard>
+
+#include <algorithm>
 
 namespace {
 
@@ -39,8 +44,9 @@ class NodesE2e : public E2eTest {
             tmux({"kill-server"});
     }
 
+    // Sockets and node files the server keeps beside the board or in its runtime directory.
     QStringList runtimeFiles(const QString& pattern) const {
-        QDirIterator it(sandbox.root() + "/xdg/keldts", {pattern}, QDir::Files | QDir::System,
+        QDirIterator it(sandbox.root(), {pattern}, QDir::Files | QDir::System | QDir::Hidden,
                         QDirIterator::Subdirectories);
         QStringList found;
         while (it.hasNext())
@@ -71,8 +77,23 @@ class NodesE2e : public E2eTest {
             << shown().toStdString();
     }
 
+    // The server's answer on its control socket, read as `keldts ctl` reads it.
+    static QString ask(const QString& socketPath, const QByteArray& command) {
+        QLocalSocket socket;
+        socket.connectToServer(socketPath);
+        if (!socket.waitForConnected(5000) || socket.write(command + '\n') < 0)
+            return socket.errorString();
+        QByteArray answer;
+        while (socket.waitForReadyRead(5000))
+            answer += socket.readAll();
+        return QString::fromUtf8(answer + socket.readAll()).trimmed();
+    }
+
     QString stateFile(int node) const { return QString("TEMP/KELDTS.%1").arg(node); }
     QString tcpipCfg(int node) const { return QString("TEMP/N%1/TCPIP.CFG").arg(node); }
+    QByteArray nodeFiles(int node) const {
+        return sandbox.read(stateFile(node)) + '|' + sandbox.read(tcpipCfg(node));
+    }
     bool nodeFilesGone(int node) const {
         return !QFile::exists(sandbox.path(stateFile(node))) &&
                !QFile::exists(sandbox.path(tcpipCfg(node)));
@@ -80,8 +101,8 @@ class NodesE2e : public E2eTest {
 
     // Banner and options, answered at once so that the node starts without waiting out the
     // negotiation; then the node, the caller's name, the node list, and the node's files.
-    void logOn(Caller& caller, int node, const QByteArray& name) {
-        ASSERT_TRUE(caller.dial(sandbox.port()) && caller.waitFor(kOptions) &&
+    void logOn(Caller& caller, int node, const QByteArray& name, const char* from = "127.0.0.1") {
+        ASSERT_TRUE(caller.dial(sandbox.port(), from) && caller.waitFor(kOptions) &&
                     caller.send(kDoEcho) && caller.waitFor(greeting(node)) &&
                     caller.send(name + "\r\n") && caller.waitFor("Hello, " + name + "!") &&
                     caller.waitFor("[G]oodbye: "))
@@ -166,21 +187,18 @@ TEST_F(NodesE2e, CallersStayOnTheirNodesThroughAServerRestartOrKill) {
     Caller stayer, survivor;
     ASSERT_NO_FATAL_FAILURE(logOn(stayer, 1, "Stayer"));
     ASSERT_NO_FATAL_FAILURE(logOn(survivor, 2, "Survivor"));
+    const QByteArray stayerFiles = nodeFiles(1);
     EXPECT_EQ(sandbox.stopServer(SIGTERM), 0) << sandbox.serverOutput().toStdString();
 
     // With no server at all the callers are still on their nodes.
     stayer.seen.clear();
     ASSERT_TRUE(stayer.send("W"));
     EXPECT_TRUE(stayer.waitFor("Node 1: Stayer - Main Menu\r\n")) << stayer.seen.toStdString();
-    const QStringList handles = window(1).split(' ');
-    ASSERT_EQ(handles.size(), 2);
 
-    // The next server takes them over, and frees a node whose caller leaves.
+    // The next server takes them over with their files as they were, and frees a node whose
+    // caller leaves.
     ASSERT_TRUE(sandbox.startServer());
-    const QByteArray adopted =
-        handles[1].toLatin1() + "\r\n0\r\n" + handles[0].mid(1).toLatin1() + "\r\n0\r\n";
-    EXPECT_TRUE(waitUntil([&] { return sandbox.read(stateFile(1)) == adopted; }, kFreedWithinMs))
-        << sandbox.read(stateFile(1)).toStdString();
+    EXPECT_EQ(nodeFiles(1), stayerFiles);
     rowBecomes(1, "Stayer");
     rowBecomes(2, "Survivor");
     ASSERT_NO_FATAL_FAILURE(hangUpAndFree(stayer, 1));
@@ -188,11 +206,58 @@ TEST_F(NodesE2e, CallersStayOnTheirNodesThroughAServerRestartOrKill) {
     EXPECT_EQ(entries.mid(entries.lastIndexOf(kLoaded)), QStringList({kLoaded, closed(1)}));
 
     // Killed outright, the server leaves its caller on the node all the same.
+    const QByteArray survivorFiles = nodeFiles(2);
     EXPECT_EQ(sandbox.stopServer(SIGKILL), -1);
     survivor.seen.clear();
     ASSERT_TRUE(survivor.send("w"));
     EXPECT_TRUE(survivor.waitFor("Node 2: Survivor - Main Menu\r\n"))
         << survivor.seen.toStdString();
+
+    // The next one keeps node 2 and its files behind the free node 1, which the next caller
+    // gets, and looks after node 2 until its caller leaves.
+    ASSERT_TRUE(sandbox.startServer());
+    EXPECT_EQ(nodeFiles(2), survivorFiles);
+    Caller next;
+    ASSERT_NO_FATAL_FAILURE(logOn(next, 1, "Next"));
+    ASSERT_NO_FATAL_FAILURE(hangUpAndFree(survivor, 2));
+}
+
+TEST_F(NodesE2e, AStoppedTmuxKeepsCtlAndTheAdmissionAnswering) {
+    ASSERT_TRUE(sandbox.startServer());
+    const pid_t tmuxPid = tmux({"display-message", "-p", "#{pid}"}).toInt();
+    ASSERT_GT(tmuxPid, 0);
+    ASSERT_EQ(::kill(tmuxPid, SIGSTOP), 0);
+    // A stopped tmux would hang the tear-down's own tmux commands.
+    const auto resume = qScopeGuard([tmuxPid] { ::kill(tmuxPid, SIGCONT); });
+
+    // The call let in past the start's admission lock hears the server at once; its node
+    // waits for tmux to run again.
+    Caller caller;
+    QElapsedTimer clock;
+    ASSERT_TRUE(waitUntil(
+        [&] {
+            clock.start();
+            return caller.call(sandbox.port()) && caller.waitFor(kOptions, 5000);
+        },
+        15000));
+    EXPECT_LT(clock.elapsed(), 500);
+    ASSERT_TRUE(caller.send(kDoEcho));
+
+    // Asked over and over through several watchdog rounds, each of which asks tmux again.
+    const QString socket = runtimeFiles("KELDTS.sock").value(0);
+    QString answer = "online 1";
+    qint64 slowest = 0;
+    for (clock.start(); clock.elapsed() < 1500 && answer == "online 1";) {
+        QElapsedTimer asked;
+        asked.start();
+        answer = ask(socket, "status");
+        slowest = std::max(slowest, asked.elapsed());
+    }
+    EXPECT_EQ(answer, "online 1");
+    EXPECT_LT(slowest, 100);
+
+    ::kill(tmuxPid, SIGCONT);
+    EXPECT_TRUE(caller.waitFor(greeting(1))) << caller.seen.toStdString();
 }
 
 TEST_F(NodesE2e, SysopChatsNoisesClosesBlocksAndBootsThroughTheNodesKeys) {
@@ -258,6 +323,36 @@ TEST_F(NodesE2e, SysopChatsNoisesClosesBlocksAndBootsThroughTheNodesKeys) {
         5000));
 }
 
+// A caller who hangs up while the options are settled costs no node; an IPv6 caller blocked
+// from the node list is refused the next time.
+TEST_F(NodesE2e, AHungUpCallerGetsNoNodeAndAnIpv6CallerIsBlockedFromTheNodeList) {
+    ASSERT_TRUE(sandbox.startServer());
+    {
+        Caller gone;
+        ASSERT_TRUE(gone.dial(sandbox.port()) && gone.waitFor(kOptions));
+    }
+    const QString invalid = "(1) Connection Refused (Invalid Session) [127.0.0.1]";
+    ASSERT_TRUE(waitUntil([&] { return sandbox.logEntries().contains(invalid); }, 10000));
+    EXPECT_EQ(window(1), QString());
+    EXPECT_TRUE(nodeFilesGone(1));
+
+    Caller six;
+    ASSERT_NO_FATAL_FAILURE(logOn(six, 1, "Six", "::1"));
+    EXPECT_TRUE(sandbox.ctl("node 1 block").contains("handled"));
+    EXPECT_EQ(sandbox.read("KELDTSIP.V6"), "::1\r\n");
+    ASSERT_NO_FATAL_FAILURE(hangUpAndFree(six, 1));
+    // The node it would have had stands in the refusal.
+    const QString blocked = "(1) Connection Refused (Blocked IP) [::1]";
+    EXPECT_TRUE(waitUntil(
+        [&] {
+            Caller again;
+            return again.call(sandbox.port(), "::1") && again.waitForClose() &&
+                   again.seen.isEmpty() && sandbox.logEntries().contains(blocked);
+        },
+        5000))
+        << sandbox.logEntries().join('\n').toStdString();
+}
+
 TEST_F(NodesE2e, ProcessHostRunsTheNodeWithoutTmux) {
     QByteArray ini = sandbox.read("KELDTS.INI");
     ASSERT_NO_FATAL_FAILURE(sandbox.write("KELDTS.INI", ini.replace("host=tmux", "host=process")));
@@ -273,7 +368,9 @@ TEST_F(NodesE2e, ProcessHostRunsTheNodeWithoutTmux) {
     EXPECT_TRUE(sandbox.ctl("node 1 chat").contains("cannot take keys"));
     ASSERT_NO_FATAL_FAILURE(hangUpAndFree(caller, 1));
     EXPECT_TRUE(processGone(pid));
-    EXPECT_EQ(sandbox.logEntries(), QStringList({kLoaded, accepted(1), closed(1)}));
+    EXPECT_EQ(
+        sandbox.logEntries(),
+        QStringList({kLoaded, accepted(1), "(1) Entered Chat With SysOp (Shift+F1)", closed(1)}));
 }
 
 } // namespace

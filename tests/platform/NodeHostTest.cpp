@@ -8,10 +8,13 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
+#include <QScopeGuard>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <memory>
 #include <optional>
 
 #include <fcntl.h>
@@ -175,6 +178,8 @@ TEST_F(TmuxNodeHostTest, ShowGivesAnAttachCommandThatWorksAndHideDetachesItsView
     ASSERT_EQ(QProcess::execute("tmux", {"-S", host.tmuxSocket(), "new-window", "-d", "-n",
                                          title(1), "sleep 60"}),
               0);
+    // A window someone else made is known once tmux's word of it has come in.
+    ASSERT_TRUE(waitFor([&] { return host.findWindow(title(1)) != 0; }));
     const qint64 window = host.findWindow(title(1));
     const QByteArray id = "@" + QByteArray::number(window);
     QString note;
@@ -192,9 +197,48 @@ TEST_F(TmuxNodeHostTest, ShowGivesAnAttachCommandThatWorksAndHideDetachesItsView
     ASSERT_TRUE(waitFor(viewed)) << "no viewer attached to " << id.toStdString();
 
     ASSERT_TRUE(host.show(window, NodeHost::Show::Hidden, &note)) << note.toStdString();
-    EXPECT_TRUE(viewer.waitForFinished(5000));
+    EXPECT_TRUE(waitFor([&] { return viewer.state() == QProcess::NotRunning; }));
     EXPECT_FALSE(viewed());
     EXPECT_TRUE(host.isWindow(window)) << "hiding must leave the node running";
+}
+
+// ctl and the admission under a stopped tmux are seen end to end; here what they cannot reach.
+TEST(StoppedTmuxTest, NothingWaitsForItAndALaunchFailsByItsTimeOut) {
+    QTemporaryDir runtime, board;
+    auto host = std::make_unique<TmuxNodeHost>(runtime.path(), board.path(),
+                                               QStringLiteral(NODE_EXEC_HELPER));
+    host->setHandOverTimeout(300);
+    QString error;
+    ASSERT_TRUE(host->start(&error)) << error.toStdString();
+    const auto tmux = [socket = host->tmuxSocket()](const QStringList& command) {
+        QProcess process;
+        process.start("tmux", QStringList{"-S", socket} + command);
+        process.waitForFinished();
+        return process.readAllStandardOutput().trimmed();
+    };
+    tmux({"new-window", "-d", "-n", title(1), "sleep 60"});
+    ASSERT_TRUE(waitFor([&] { return host->findWindow(title(1)) != 0; }));
+    const qint64 window = host->findWindow(title(1));
+    const pid_t tmuxPid = tmux({"display-message", "-p", "#{pid}"}).toInt();
+    ASSERT_GT(tmuxPid, 0);
+    ASSERT_EQ(::kill(tmuxPid, SIGSTOP), 0);
+    const auto cleanUp = qScopeGuard([&] {
+        ::kill(tmuxPid, SIGCONT);
+        tmux({"kill-server"});
+    });
+
+    QElapsedTimer clock;
+    clock.start();
+    host->requestWindows();
+    QString why;
+    EXPECT_TRUE(host->sendKeys(window, parseSendKeys("{F10}"), &why));
+    EXPECT_TRUE(host->show(window, NodeHost::Show::Hidden, &why));
+    EXPECT_TRUE(host->isWindow(window));
+    EXPECT_LT(clock.elapsed(), 100);
+    expectFailedStart(*host, {}, "No hand-over within 300 ms");
+    clock.start();
+    host.reset();
+    EXPECT_LT(clock.elapsed(), 100);
 }
 
 // The right token's hand-over is what every tmux node is started by, end to end.

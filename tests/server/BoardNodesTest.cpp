@@ -60,18 +60,26 @@ TEST_F(BoardNodesTest, ADosBatchRunsThroughTheRunnerTemplateOrFailsAndHangsUp) {
 }
 
 // Freeing a node whose window went, and sparing the others, is seen end to end.
-TEST_F(BoardNodesTest, TheWatchdogAsksTheHostOnceARoundAndLooksOnlyAtTelnetNodes) {
-    for (int node : {1, 2, 4}) {
-        host.add(QStringLiteral("Node[%1] - KELDTS").arg(node), 10 + node, 100 + node);
+TEST_F(BoardNodesTest, TheWatchdogAsksTheHostOnceARoundAdoptsPastGapsAndLooksOnlyAtTelnetNodes) {
+    const auto title = [](int node) { return QStringLiteral("Node[%1] - KELDTS").arg(node); };
+    // A node that outlived the last server, behind a free node 1 and with no state file at all.
+    host.add(title(2), 12, 102);
+    nodes.watchNodes();
+    EXPECT_EQ(tb.read("TEMP/KELDTS.2"), "102\r\n0\r\n12\r\n0\r\n");
+
+    for (int node : {1, 4}) {
+        host.add(title(node), 10 + node, 100 + node);
         tb.write(QStringLiteral("TEMP/KELDTS.%1").arg(node), "0\r\n0\r\n0\r\n7\r\n");
     }
     tb.write("TEMP/KELDTS.3", "0\r\n0\r\n13\r\n7\r\n"); // its window is gone
     tb.write("TEMP/KELDTS.9", "0\r\n0\r\n0\r\n0\r\n");  // outside the telnet range
-    host.windowQueries = host.singleQueries = 0;
+    host.requests = host.windowQueries = host.singleQueries = 0;
     nodes.watchNodes();
+    EXPECT_EQ(host.requests, 1);
     EXPECT_EQ(host.windowQueries, 1);
     EXPECT_EQ(host.singleQueries, 0);
     EXPECT_FALSE(QFile::exists(tb.file("TEMP/KELDTS.3")));
+    EXPECT_TRUE(QFile::exists(tb.file("TEMP/KELDTS.2")));
     EXPECT_TRUE(QFile::exists(tb.file("TEMP/KELDTS.9")));
 }
 

@@ -1,4 +1,5 @@
 #include "server/IpFilter.h"
+#include "server/IpList.h"
 
 #include "data/SystemConfig.h"
 #include "support/TestBoard.h"
@@ -18,7 +19,6 @@ class IpFilterTest : public ::testing::Test {
     TestBoard tb;
 };
 
-// That an IPv6 caller matches no record is seen end to end.
 TEST_F(IpFilterTest, PartsMatchByNumberOrWildcardAndTheModeSaysWhatAMatchMeans) {
     EXPECT_TRUE(allowed("10.1.2.3")) << "no list";
     tb.write("KELDTSIP.DAT", TestBoard::ipRecords({"10.*.*.*", "192.168.001.9", "1.2", "##$$##"}));
@@ -35,6 +35,32 @@ TEST_F(IpFilterTest, PartsMatchByNumberOrWildcardAndTheModeSaysWhatAMatchMeans) 
     EXPECT_FALSE(allowed("10.1.2.3")) << "no list";
 }
 
+// IPv6 callers have their own list, by address or network, under the same mode; an allow list
+// lets in none of them unless listed, and a list that cannot be read lets in nobody, by name.
+TEST_F(IpFilterTest, IPv6CallersAreJudgedByTheirOwnList) {
+    EXPECT_TRUE(allowed("2001:db8::1")) << "no list";
+    ASSERT_TRUE(iplist::addV6(*tb.board, "2001:DB8:0:0::/32").ok());
+    ASSERT_TRUE(iplist::addV6(*tb.board, " ::1 ").ok());
+    EXPECT_FALSE(iplist::addV6(*tb.board, "10.0.0.1").ok());
+    EXPECT_EQ(tb.read("KELDTSIP.V6"), "2001:db8::/32\r\n::1\r\n");
+    EXPECT_FALSE(allowed("2001:db8:5::7"));
+    EXPECT_FALSE(allowed("::1"));
+    EXPECT_TRUE(allowed("2001:db9::1"));
+    EXPECT_TRUE(allowed("10.0.0.1")) << "IPv4 callers are not judged by the IPv6 list";
+    tb.board->serverConfig.setI16("ipfiltermode", 1);
+    EXPECT_TRUE(allowed("2001:db8:5::7"));
+    EXPECT_FALSE(allowed("2001:db9::1"));
+    ASSERT_TRUE(iplist::removeV6(*tb.board, 0).ok());
+    EXPECT_FALSE(allowed("2001:db8:5::7"));
+
+    QFile::remove(tb.file("KELDTSIP.V6"));
+    ASSERT_TRUE(QDir().mkdir(tb.file("KELDTSIP.V6")));
+    tb.board->serverConfig.setI16("ipfiltermode", 0);
+    EXPECT_FALSE(allowed("::1"));
+    EXPECT_TRUE(tb.pane.lines().last().contains("KELDTSIP.V6"));
+    EXPECT_TRUE(tb.pane.lines().last().endsWith("(callers are refused until it can be read)"));
+}
+
 // Appending the caller's address to the list, and its effect, are seen end to end; appending
 // after other records, in the list's own test.
 TEST_F(IpFilterTest, BlockingANodesCallerSaysWhichAddressWentOrThatItWasUnknown) {
@@ -45,6 +71,10 @@ TEST_F(IpFilterTest, BlockingANodesCallerSaysWhichAddressWentOrThatItWasUnknown)
     blockNodeCaller(*tb.board, 2);
     EXPECT_EQ(tb.pane.lines().last(), "12:00:00 : 10.9.8.7 Added to Blocked List");
     EXPECT_FALSE(allowed("10.9.8.7"));
+    tb.write("TEMP/N2/TCPIP.CFG", "7\r\nfe80::2\r\nUnknown\r\n");
+    blockNodeCaller(*tb.board, 2);
+    EXPECT_FALSE(allowed("fe80::2"));
+    EXPECT_EQ(tb.read("KELDTSIP.DAT"), TestBoard::ipRecords({"10.9.8.7"}));
 }
 
 } // namespace

@@ -62,12 +62,14 @@ TEST_F(NodeCommandsTest, KeystrokeCommandsTypeTheBbsKeysAndLogBoth) {
     occupy(1, 42);
     commands.run(NodeCommands::Command::Chat, 1, tb.dialogs);
     commands.run(NodeCommands::Command::LineNoise, 1, tb.dialogs);
-    commands.run(NodeCommands::Command::Boot, 3, tb.dialogs); // no window: nothing typed or logged
+    commands.run(NodeCommands::Command::Boot, 3, tb.dialogs); // no window: nothing typed
     EXPECT_EQ(host.typed.size(), 2);
     // The chat needs the sysop at the console; booting does not bring it up.
     EXPECT_EQ(host.shown, (QList<std::pair<qint64, NodeHost::Show>>{{42, NodeHost::Show::Normal}}));
+    // The log records what the sysop did, whether or not a window took the keys.
     EXPECT_EQ(bbsLog(), "CH 1 Entered Chat With SysOp (Shift+F1)\r\n"
-                        "CH 1 User Booted Offline By SysOp (Shift+F10)\r\n");
+                        "CH 1 User Booted Offline By SysOp (Shift+F10)\r\n"
+                        "CH 3 User Booted Offline By SysOp (F10)\r\n");
 
     occupy(2, 43);
     commands.run(NodeCommands::Command::BootAll, 0, tb.dialogs);
@@ -75,12 +77,26 @@ TEST_F(NodeCommandsTest, KeystrokeCommandsTypeTheBbsKeysAndLogBoth) {
     EXPECT_TRUE(bbsLog().endsWith("CH x All Users Booted Offline By SysOp\r\n"));
     EXPECT_TRUE(eventLog().endsWith(QStringLiteral("(*) All Users Booted Offline By SysOp\r\n")));
 
-    // A console that cannot take keys says so, and nothing claims the caller was booted.
+    // A console that cannot take keys says so.
     host.keysRefused = QStringLiteral("no console");
-    const QByteArray before = bbsLog();
-    EXPECT_EQ(ctl("node 1 boot"), QStringLiteral("node 1 cannot take keys: no console"));
-    EXPECT_EQ(bbsLog(), before);
+    EXPECT_EQ(ctl("node 1 boot"), "(1) User Booted Offline By SysOp (F10); node 1 cannot take "
+                                  "keys: no console");
     EXPECT_TRUE(tb.pane.lines().last().endsWith(" : Node 1 cannot take keys: no console"));
+}
+
+// The command line offers a node what its popup offers it, no more.
+TEST_F(NodeCommandsTest, TheCommandLineObeysThePopupsRules) {
+    EXPECT_TRUE(ctl("node 1 boot")
+                    .startsWith("unknown here: boot is not offered for node 1 now "
+                                "(nobody is on it)"));
+    EXPECT_TRUE(ctl("boot-all").startsWith("unknown here"));
+    occupy(1, 42);
+    tb.board->serverConfig.setI16("ipfiltermode", 1);
+    EXPECT_TRUE(ctl("node 1 block").endsWith("(the IP list allows only its entries)"));
+    tb.board->mainConfig.setI16("sysfkey", 1);
+    EXPECT_TRUE(ctl("node 1 chat").endsWith("(SysOp F-key Lockout is on)"));
+    EXPECT_TRUE(host.typed.isEmpty());
+    EXPECT_TRUE(ctl("boot-all").startsWith("(*) All Users Booted"));
 }
 
 TEST_F(NodeCommandsTest, ResetAndCloseAskOnlyAboutANodeInUseStopAtNoAndGoAheadAtYes) {

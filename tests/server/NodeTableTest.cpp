@@ -86,11 +86,11 @@ TEST_F(NodeTableTest, InUseRules) {
     table.refreshNodeList();
     EXPECT_FALSE(table.isNodeInUse(0));
 
-    tb.board->pendingNode = 3;
+    tb.board->admitting.insert(3, QStringLiteral("10.0.0.1"));
     EXPECT_TRUE(table.isNodeInUse(3));
     EXPECT_TRUE(table.isNodeInUse(0));
     EXPECT_TRUE(table.isNodeInUse(101)) << "out of range asks about all";
-    tb.board->pendingNode = 0;
+    tb.board->admitting.clear();
 
     host.add(NodeTable::windowTitle(2), 17);
     EXPECT_TRUE(table.isNodeInUse(2));
@@ -109,7 +109,7 @@ TEST_F(NodeTableTest, InUseRules) {
     EXPECT_TRUE(table.isNodeInUse(0));
 }
 
-// Adopting a running node's window is seen end to end.
+// Adopting a running node's window is the watchdog's test's business.
 TEST_F(NodeTableTest, StateFilesAreReadLineByLineAndWrittenWithAStamp) {
     const struct {
         QByteArray text;
@@ -189,15 +189,19 @@ TEST_F(NodeTableTest, ConfigureNodeChannelWritesFossilChannel) {
 }
 
 // Purging one node's files when its caller leaves is seen end to end.
-TEST_F(NodeTableTest, OnlyTheTelnetRangesFilesArePurgedAndFailuresReported) {
-    for (int node : {4, 5}) {
+TEST_F(NodeTableTest, OnlyTheTelnetRangesFilesOfNodesNotRunningArePurgedAndFailuresReported) {
+    for (int node : {3, 4, 5}) {
         table.makeNodeDirectory(node);
         writeTemp(QStringLiteral("KELDTS.%1").arg(node), "1\r\n");
         writeTemp(QStringLiteral("N%1/TCPIP.CFG").arg(node), "x\r\n");
     }
+    host.add(NodeTable::windowTitle(3), 13); // outlived the last server
     table.deleteAllNodeFiles(); // telnet range 1..4; nothing to delete is no error (see below)
     EXPECT_FALSE(QFile::exists(temp("KELDTS.4")) || QFile::exists(temp("N4/TCPIP.CFG")));
-    EXPECT_TRUE(QFile::exists(temp("KELDTS.5")) && QFile::exists(temp("N5/TCPIP.CFG")));
+    for (int node : {3, 5})
+        EXPECT_TRUE(QFile::exists(temp(QStringLiteral("KELDTS.%1").arg(node))) &&
+                    QFile::exists(temp(QStringLiteral("N%1/TCPIP.CFG").arg(node))))
+            << node;
     EXPECT_TRUE(QDir(temp("N4")).exists());
 
     // A state "file" that cannot be removed.

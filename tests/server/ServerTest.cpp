@@ -6,12 +6,14 @@
 #include "support/ServerTimers.h"
 #include "support/TestBoard.h"
 
+#include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QTcpSocket>
 #include <QTest>
 
 #include <set>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -61,15 +63,20 @@ class FakeNodes final : public NodeServices {
     }
     void launchNode(int node, int fd, const QString&, std::function<void()> done) override {
         calls << QStringLiteral("launch %1").arg(node);
+        socklen_t length = sizeof keepAlive;
+        ::getsockopt(fd, SOL_SOCKET, SO_KEEPALIVE, &keepAlive, &length);
         launchedFd = fd;
         ::close(fd);
         done();
     }
     QStringList nodeRows() override { return {}; }
+    std::pair<int, int> telnetNodes() override { return {1, 2}; }
+    bool isNodeStarted(int node) override { return running.count(node) > 0; }
 
     std::set<int> running, unkillable;
     QStringList calls;
     int launchedFd = -1;
+    int keepAlive = -1;
 };
 
 // Runs the event loop until `done` holds or ten seconds are up.
@@ -83,7 +90,9 @@ const QByteArray
 // A telnet caller whose line is read between rounds of the event loop.
 class Caller : public QTcpSocket {
   public:
-    explicit Caller(quint16 port) {
+    // Calls from 127.0.0.1, or from another loopback address to stand for another caller.
+    explicit Caller(quint16 port, const char* from = "127.0.0.1") {
+        bind(QHostAddress(QLatin1String(from)));
         connectToHost(QHostAddress::LocalHost, port);
         EXPECT_TRUE(waitForConnected(5000));
     }
@@ -110,8 +119,7 @@ class ServerTest : public ::testing::Test {
         ASSERT_TRUE(server.load(QString(), t.mainDir()));
         ASSERT_NE(server.listeningPort(), 0);
         QObject::connect(&server, &Server::exitRequested, [this](int) { ++exits; });
-        // The lock that loading sets is freed by the first tick; no need to wait a second.
-        t.board->pendingNode = 0;
+        passFirstSecond(server);
         nodes.calls.clear();
     }
     bool launched() const { return nodes.calls.contains(QStringLiteral("launch 1")); }
@@ -155,9 +163,15 @@ TEST_F(ServerTest, AnAdmittedCallerIsGreetedLoggedAndHandedToTheNode) {
                   dashes + "\r\n");
     EXPECT_EQ(t.pane.lines(), QStringList({"12:00:00 : Node 1 Started By IP 127.0.0.1"}));
     EXPECT_EQ(face.beeps, 1);
-    // The lock holds until the next tick of its timer, which runs again.
-    EXPECT_EQ(t.board->pendingNode, 1);
-    EXPECT_TRUE(timerRuns(server, 1));
+    // A line that dies without a word is found by the node's socket itself.
+    EXPECT_EQ(nodes.keepAlive, 1);
+    // The caller's address waits its second before it is taken again, unheard.
+    Caller again(server.listeningPort());
+    ASSERT_TRUE(spinUntil([&] { return again.poll(); }));
+    EXPECT_EQ(again.received, QByteArray());
+    ASSERT_TRUE(spinUntil([&] { return t.pane.lines().size() > 1; }));
+    EXPECT_EQ(t.pane.lines().last(),
+              "12:00:00 : 1 Connection Dropped [1 address called within the second]");
 }
 
 TEST_F(ServerTest, ACallerWhoFloodsTheNegotiationIsWaitedForFiveSecondsOnly) {
@@ -222,6 +236,53 @@ TEST_F(ServerTest, ACallerWhoHangsUpAtOnceIsAnInvalidSession) {
     EXPECT_FALSE(launched());
 }
 
+TEST_F(ServerTest, ACallerWhoHangsUpBeforeTheNodeStartsGetsNoNode) {
+    {
+        Caller caller(server.listeningPort());
+        ASSERT_TRUE(caller.awaitOptions());
+    }
+    ASSERT_TRUE(spinUntil([&] { return t.pane.lines().size() == 2; }));
+    EXPECT_EQ(t.pane.lines().last(), "12:00:00 : Connection Refused (Invalid Session) [1]");
+    EXPECT_FALSE(launched());
+}
+
+// What KELDTS.INI can ask of callers before they get a node: Esc twice, and no more nodes for
+// one address than it allows.
+TEST_F(ServerTest, TheIniDefencesAskForEscapeTwiceAndLimitNodesPerAddress) {
+    t.board->platform.pressEsc = true;
+    const auto prompted = [](Caller& caller) {
+        return spinUntil([&] {
+            return caller.poll() || caller.received.contains("Press ESC twice to enter the BBS.");
+        });
+    };
+    {
+        Caller once(server.listeningPort());
+        ASSERT_TRUE(prompted(once));
+        once.write("x\x1b");
+        ASSERT_TRUE(once.waitForBytesWritten(1000));
+    }
+    ASSERT_TRUE(spinUntil([&] { return !t.pane.lines().isEmpty(); }));
+    EXPECT_EQ(t.pane.lines().last(), "12:00:00 : Connection Refused (Invalid Session) [0]");
+    Caller twice(server.listeningPort(), "127.0.0.2");
+    ASSERT_TRUE(prompted(twice));
+    // Telnet commands between the keys are no keys.
+    twice.write(QByteArray("\xff\xfb\x01\x1b\xff\xfd\x03\x1b", 8));
+    ASSERT_TRUE(twice.answerOptions());
+    EXPECT_TRUE(launched());
+
+    t.board->platform.nodesPerAddress = 1;
+    nodes.running = {2};
+    ASSERT_TRUE(QDir().mkpath(t.file("TEMP/N2")));
+    t.write("TEMP/N2/TCPIP.CFG", "7\r\n127.0.0.3\r\n");
+    Caller third(server.listeningPort(), "127.0.0.3");
+    ASSERT_TRUE(prompted(third));
+    third.write("\x1b\x1b");
+    ASSERT_TRUE(spinUntil([&] { return third.poll(); }));
+    EXPECT_TRUE(third.received.endsWith("Your address already holds as many nodes as it may. "
+                                        "Please try again later.\r\n"));
+    EXPECT_EQ(t.lastLogEntry(), "(0) Connection Refused (Nodes Per Address) [127.0.0.3]");
+}
+
 // Leaving the nodes running on a Yes and a No is seen end to end (a signal answers so).
 TEST_F(ServerTest, ClosingWithNodesInUseTakesAYesAndForcingKillsWhatCanBeKilled) {
     nodes.running = {1, 2, 3};
@@ -264,6 +325,11 @@ TEST(NetTime, OnlyAPeriodWithinOneDayIsInForceFromItsFirstSecond) {
         EXPECT_FALSE(in("22:00", "06:00", time));
     EXPECT_FALSE(in("00:00", "23:59", QTime(3, 0)));
     EXPECT_FALSE(in("01:00", "00:00", QTime(3, 0)));
+    // NETONLY.TXT counts as empty only when it holds blanks alone: line ends are a text.
+    EXPECT_EQ(admission::netTimeText("B", "\r\n\r\n", true), "\r\n\r\n\r\n");
+    for (const auto& [file, exists] :
+         {std::pair{QByteArray("   "), true}, {"", true}, {"x", false}})
+        EXPECT_TRUE(admission::netTimeText("B", file, exists).startsWith("You have reached B."));
 }
 
 TEST(CommandLine, SwitchesAreFoundWhateverTheirCase) {
@@ -292,7 +358,8 @@ TEST(LegacyFiles, OnlyTheOldReleasesFilesGoAndOnlyBesideTheBoardProgram) {
     removeLegacyFiles(dir.path());
     EXPECT_TRUE(exists("KTSUP.CFG") && exists("KELDTS.CFG") && exists("RUNTHIS.BAT"));
 
-    write("KELD.EXE", "MZ");
+    // DOS names are found whatever their case.
+    write("keld.exe", "MZ");
     removeLegacyFiles(dir.path());
     for (const char* name : doomed)
         EXPECT_FALSE(exists(name)) << name;
@@ -302,7 +369,7 @@ TEST(LegacyFiles, OnlyTheOldReleasesFilesGoAndOnlyBesideTheBoardProgram) {
     write("KELDTS.CFG", QByteArray("\x01\x00\x17\x00", 4) + QByteArray(144, '\0'));
     write("RUNTHIS.BAT", "rem my own batch\r\n");
     removeLegacyFiles(dir.path());
-    EXPECT_TRUE(exists("KELDTS.CFG") && exists("RUNTHIS.BAT") && exists("KELD.EXE"));
+    EXPECT_TRUE(exists("KELDTS.CFG") && exists("RUNTHIS.BAT") && exists("keld.exe"));
 }
 
 } // namespace

@@ -25,6 +25,7 @@ class FakeNodeHost : public NodeHost {
         return std::any_of(open.begin(), open.end(),
                            [&](const Window& w) { return w.handle == handle; });
     }
+    void requestWindows() override { ++requests; }
     void launch(const Launch& request, std::function<void(const Started&)> done) override {
         launches.append(request);
         done(nextStart);
@@ -50,6 +51,7 @@ class FakeNodeHost : public NodeHost {
     QList<std::pair<qint64, Show>> shown;
     QString keysRefused; // why sendKeys fails; empty: it succeeds
     Started nextStart{0, 0, QStringLiteral("no start prepared")};
+    int requests = 0; // fresh looks asked for
     int windowQueries = 0;
     int singleQueries = 0;
 };

@@ -6,6 +6,7 @@
 #include <QApplication>
 #include <QLineEdit>
 #include <QListView>
+#include <QListWidget>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTest>
@@ -92,6 +93,26 @@ TEST_F(IpConfigDialogTest, AddAndRemoveChangeTheFileAndKeepARowSelected) {
     dialog->close();
     EXPECT_FALSE(QFile::exists(tb.file("KELDTSIP.DAT")));
     EXPECT_TRUE(tb.pane.lines().isEmpty());
+}
+
+TEST_F(IpConfigDialogTest, IPv6EntriesHaveTheirOwnListAndBox) {
+    open();
+    auto* box = child<QLineEdit>("txtIp6");
+    box->setText("2001:DB8::/32");
+    click("cmdAdd6");
+    box->setText("not an address");
+    click("cmdAdd6");
+    ASSERT_EQ(tb.dialogs.shown.size(), 1u);
+    EXPECT_EQ(tb.dialogs.shown[0].text, "not an address is no IPv6 address or network");
+    box->setText("::1");
+    QTest::keyClick(box, Qt::Key_Return);
+    auto* rows = child<QListWidget>("lstIp6");
+    EXPECT_EQ(rows->count(), 2);
+    EXPECT_EQ(tb.read("KELDTSIP.V6"), "2001:db8::/32\r\n::1\r\n");
+    rows->setCurrentRow(0);
+    click("cmdDelete6");
+    EXPECT_EQ(tb.read("KELDTSIP.V6"), "::1\r\n");
+    EXPECT_EQ(rows->currentRow(), 0);
 }
 
 TEST_F(IpConfigDialogTest, ChoosingAModeSavesItButOpeningDoesNot) {

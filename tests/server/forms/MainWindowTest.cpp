@@ -95,7 +95,7 @@ TEST_F(MainWindowTest, CloseButtonOnlyMinimisesWhenClosingToTaskbar) {
     window.close();
     EXPECT_TRUE(window.isMinimized());
     EXPECT_EQ(exits.count(), 0);
-    board.board->pendingNode = 0; // as the lock timer's first tick leaves it
+    passFirstSecond(server);
     child<QAction>("mnuFileExit")->trigger();
     EXPECT_EQ(exits.count(), 1);
 }
@@ -152,7 +152,7 @@ TEST_F(MainWindowTest, NodeListPopupActsOnTheRowUnderThePointer) {
 
 TEST_F(MainWindowTest, CallersAreAdmittedWhileASettingsFormIsOpen) {
     start();
-    board.board->pendingNode = 0; // as the lock timer's first tick leaves it
+    passFirstSecond(server);
     child<QAction>("mnuSettingsKeldts")->trigger();
     QPointer<QDialog> form = window.openForm();
     ASSERT_TRUE(form && form->isVisible());
@@ -164,8 +164,19 @@ TEST_F(MainWindowTest, CallersAreAdmittedWhileASettingsFormIsOpen) {
     EXPECT_TRUE(QTest::qWaitFor([&] { return caller.bytesAvailable() > 0; }, 10000))
         << "the server did not answer while the form was open";
     EXPECT_TRUE(form->isVisible());
+    // Whatever the form did, the node list shows the settings as they are when it closes.
+    board.board->mainConfig.setI16("maxchannelno", 2);
     form->close();
     EXPECT_TRUE(QTest::qWaitFor([&] { return !form; }));
+    EXPECT_EQ(child<QListWidget>("lstNodelist")->count(), 2);
+}
+
+TEST_F(MainWindowTest, TheDebugPanesMenuClearsIt) {
+    start();
+    child<QAction>("mnuFileServerStop")->trigger();
+    ASSERT_FALSE(child<QPlainTextEdit>("txtDebug")->toPlainText().isEmpty());
+    child<QAction>("mnuDebugClear")->trigger();
+    EXPECT_EQ(child<QPlainTextEdit>("txtDebug")->toPlainText(), QString());
 }
 
 // Every entry of the registry is in the menus and opens its form, without a loop of its own;

@@ -1,4 +1,4 @@
-#include "app/TelnetInput.h"
+#include "server/TelnetInput.h"
 
 namespace {
 constexpr unsigned char kIac = 255, kSb = 250, kSe = 240, kWill = 251, kDont = 254;

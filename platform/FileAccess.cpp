@@ -1,0 +1,82 @@
+#include "platform/FileAccess.h"
+
+#include "platform/FileWrite.h"
+
+#include <QFile>
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace fileaccess {
+
+Result<int> openRegular(const QString& path, int flags, mode_t mode) {
+    // Non-blocking for the open alone: opening a FIFO with no one at its other end must not
+    // wait. A regular file behaves the same either way, and gets its blocking mode back.
+    const int fd = ::open(QFile::encodeName(path).constData(),
+                          flags | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, mode);
+    if (fd < 0)
+        return filewrite::systemFailure(QStringLiteral("open"), path);
+    struct stat st {};
+    if (::fstat(fd, &st) != 0) {
+        const Failure failure = filewrite::systemFailure(QStringLiteral("look at"), path);
+        ::close(fd);
+        return failure;
+    }
+    if (!S_ISREG(st.st_mode)) {
+        ::close(fd);
+        const char* kind = S_ISDIR(st.st_mode)    ? "a directory"
+                           : S_ISFIFO(st.st_mode) ? "a FIFO"
+                           : S_ISSOCK(st.st_mode) ? "a socket"
+                                                  : "a device";
+        return Failure{
+            QStringLiteral("Cannot use %1: it is %2, not a file").arg(path, QLatin1String(kind))};
+    }
+    if (::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK) != 0) {
+        const Failure failure = filewrite::systemFailure(QStringLiteral("open"), path);
+        ::close(fd);
+        return failure;
+    }
+    return fd;
+}
+
+Result<QByteArray> readSmall(const QString& path, qint64 limit) {
+    const Result<int> fd = openRegular(path, O_RDONLY);
+    if (!fd)
+        return failureOf(fd);
+    QByteArray bytes;
+    char buffer[65536];
+    ssize_t n = 0;
+    while (bytes.size() < limit) {
+        n = ::read(fd.value(), buffer, sizeof buffer);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            break;
+        bytes.append(buffer, n);
+    }
+    const int readError = errno;
+    ::close(fd.value());
+    if (n < 0) {
+        errno = readError;
+        return filewrite::systemFailure(QStringLiteral("read"), path);
+    }
+    bytes.truncate(limit);
+    return bytes;
+}
+
+Result<> writeSmall(const QString& path, const QByteArray& bytes) {
+    const Result<int> fd = openRegular(path, O_WRONLY | O_CREAT | O_TRUNC);
+    if (!fd)
+        return failureOf(fd);
+    const bool written = filewrite::writeAll(fd.value(), bytes);
+    const int writeError = errno;
+    if (::close(fd.value()) != 0 || !written) {
+        errno = written ? errno : writeError;
+        return filewrite::systemFailure(QStringLiteral("write"), path);
+    }
+    return {};
+}
+
+} // namespace fileaccess
