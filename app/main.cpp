@@ -4,6 +4,8 @@
 #include "console/DebugPane.h"
 #include "data/Board.h"
 #include "data/DemoBoard.h"
+#include "data/SystemConfig.h"
+#include "data/TableCommand.h"
 #include "platform/PlatformSettings.h"
 #include "platform/ProcessNodeHost.h"
 #include "platform/SingleInstance.h"
@@ -35,8 +37,10 @@ const char* kUsage = "usage: keldts [--headless] [/RESETWINDOW]\n"
                      "       keldts ctl [--board DIR] node N "
                      "show|hide|chat|boot|noise|close|reset|block [--yes]\n"
                      "       keldts ctl [--board DIR] reset-all|boot-all [--yes]\n"
+                     "       keldts table [--board DIR] --list | NAME list|show|insert|delete|"
+                     "move|set|head ...\n"
                      "(ctl talks to the server of the board in DIR, by default the current "
-                     "directory)\n";
+                     "directory; table edits that board's files, see keldts table --help)\n";
 
 bool wantsHeadless(const QStringList& args) {
     if (args.contains(QStringLiteral("--headless")))
@@ -45,10 +49,8 @@ bool wantsHeadless(const QStringList& args) {
            qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
 }
 
-int runControl(int argc, char** argv) {
-    QCoreApplication app(argc, argv);
-    QStringList words = app.arguments().mid(2);
-    // The server that answers is the one of the board: the current directory unless named.
+// Takes "--board DIR" out of `words`; the board is the current directory unless named.
+QString takeBoardOption(QStringList& words) {
     QString board = QDir::currentPath();
     for (qsizetype i = 0; i < words.size(); ++i) {
         const QString& word = words.at(i);
@@ -61,6 +63,14 @@ int runControl(int argc, char** argv) {
             --i;
         }
     }
+    return board;
+}
+
+int runControl(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    QStringList words = app.arguments().mid(2);
+    // The server that answers is the one of the board.
+    const QString board = takeBoardOption(words);
     if (words.isEmpty() || board.isEmpty()) {
         std::fputs(kUsage, stderr);
         return 2;
@@ -73,6 +83,50 @@ int runControl(int argc, char** argv) {
     }
     print(stdout, reply.value());
     return reply->startsWith(QLatin1String("unknown")) ? 2 : 0;
+}
+
+// Nothing is asked and nothing goes to a log: what goes wrong is the command's answer.
+class SilentLogs final : public LogSinks {
+  public:
+    void writeDebugPane(const QString&) override {}
+    void writeEventLog(const QString&) override {}
+};
+
+int runTable(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    QStringList words = app.arguments().mid(2);
+    const QString board = takeBoardOption(words);
+    if (words.isEmpty() || words.contains(QLatin1String("--help")) || board.isEmpty()) {
+        print(words.contains(QLatin1String("--help")) ? stdout : stderr, tablecommand::usage());
+        return words.contains(QLatin1String("--help")) ? 0 : 2;
+    }
+    if (!QDir::setCurrent(board)) {
+        print(stderr, QStringLiteral("%1 is no directory").arg(board));
+        return 2;
+    }
+    SystemClock clock;
+    DefaultAnswerDialogs dialogs;
+    SilentLogs logs;
+    Board context(clock, dialogs, logs,
+                  readPlatformSettings(QDir::current().filePath(QStringLiteral("KELDTS.INI"))));
+    if (!context.platform.unreadable.isEmpty()) {
+        print(stderr, context.platform.unreadable);
+        return 2;
+    }
+    if (words.first() != QLatin1String("--list")) {
+        if (Result<> read = getSysPaths(context, true, context.sysPaths); !read) {
+            print(stderr, QStringLiteral("Cannot find SYSPATHS.CFG! Make sure KELDTS is in your "
+                                         "KELD main directory. (%1)")
+                              .arg(read.error()));
+            return 2;
+        }
+    }
+    const tablecommand::Outcome outcome = tablecommand::run(context, words);
+    const QByteArray out = outcome.out.toUtf8();
+    const QByteArray err = outcome.err.toUtf8();
+    std::fwrite(out.constData(), 1, static_cast<size_t>(out.size()), stdout);
+    std::fwrite(err.constData(), 1, static_cast<size_t>(err.size()), stderr);
+    return outcome.status;
 }
 
 // The consoles the nodes run in. tmux is started here, before the first caller's socket
@@ -166,6 +220,8 @@ int main(int argc, char** argv) {
         args << QString::fromLocal8Bit(argv[i]);
     if (args.size() > 1 && args.at(1) == QLatin1String("ctl"))
         return runControl(argc, argv);
+    if (args.size() > 1 && args.at(1) == QLatin1String("table"))
+        return runTable(argc, argv);
     if (args.size() > 1 && args.at(1) == QLatin1String("demo-node"))
         return runDemoNode(args.mid(2));
 

@@ -2,6 +2,24 @@
 
 namespace accessflags {
 
+QString toText(qint32 flags) {
+    QString out;
+    for (int bit = 0; bit < 26; ++bit) {
+        if (flags & (qint32(1) << bit))
+            out.append(QChar('A' + bit));
+    }
+    return out;
+}
+
+qint32 fromText(const QString& text) {
+    qint32 flags = 0;
+    for (QChar c : text.toUpper()) {
+        if (c >= QLatin1Char('A') && c <= QLatin1Char('Z'))
+            flags |= qint32(1) << (c.unicode() - 'A');
+    }
+    return flags;
+}
+
 QString normalizeLetters(const QString& text) {
     QString out;
     for (QChar c : text.toUpper()) {

@@ -2,8 +2,14 @@
 
 #include <QString>
 
-// Access flags are the letters A to Z.
+// Access flags are the letters A to Z; a set of them is kept as the bits of an i32, bit 0 being
+// A.
 namespace accessflags {
+
+// The letters of the set bits, ascending: 5 -> "AC".
+QString toText(qint32 flags);
+// Blanks dropped, case ignored, every letter counted once; other characters ignored.
+qint32 fromText(const QString& text);
 
 // The letters only, upper case, each once, in the order first seen.
 QString normalizeLetters(const QString& text);

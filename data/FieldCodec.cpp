@@ -61,6 +61,15 @@ Result<> storeText(const Entry& entry, Record& record, const QString& value) {
         if (!takes(entry, c))
             return refused(entry, value, QStringLiteral("the box does not take \"%1\"").arg(c));
     }
+    if (entry.rule == Rule::HotKey && text.contains(QLatin1Char(' ')) &&
+        !text.contains(QLatin1Char('/')))
+        return refused(entry, value, QStringLiteral("a key has no blanks"));
+    if (entry.rule == Rule::FlagLetters) {
+        record.setI32(entry.field, accessflags::fromText(text));
+        return {};
+    }
+    if (entry.rule == Rule::Lower)
+        text = text.toLower();
     if (entry.rule == Rule::Time)
         text = normalizeTime(text);
     else if (entry.rule == Rule::Letters)
@@ -159,6 +168,8 @@ QString mismatch(const Entry& entry, const Field* field) {
     bool fitting = false;
     switch (entry.control) {
     case Control::Text:
+        fitting = entry.rule == Rule::FlagLetters ? type == FieldType::I32 : type == FieldType::Str;
+        break;
     case Control::Path:
         fitting = type == FieldType::Str;
         break;
@@ -188,6 +199,9 @@ QString show(const Entry& entry, const Record& record) {
     const Field& field = fieldOf(entry, record);
     switch (entry.control) {
     case Control::Text:
+        if (entry.rule == Rule::FlagLetters)
+            return accessflags::toText(record.i32(entry.field));
+        return record.text(entry.field);
     case Control::Path:
         return record.text(entry.field);
     case Control::Hex:
@@ -237,6 +251,9 @@ bool takes(const Entry& entry, QChar c) {
         return keyfilter::isLetterKey(c.unicode());
     case Keys::Path:
         return keyfilter::isPathKey(c.unicode());
+    case Keys::FileName:
+    case Keys::BareName:
+        return keyfilter::isFileNameKey(c.unicode(), entry.keys == Keys::FileName);
     case Keys::Any:
     case Keys::Capitals:
         break;
@@ -247,9 +264,13 @@ bool takes(const Entry& entry, QChar c) {
 QString asTyped(const Entry& entry, const QString& text) {
     const bool capitals = entry.control == Control::Hex ||
                           (entry.control != Control::Number && entry.keys != Keys::Any);
+    // A key is one character unless it is a command key, which begins with "/".
+    QString out =
+        entry.rule == Rule::HotKey && text.size() > 1 && !text.startsWith(QLatin1Char('/'))
+            ? text.left(1)
+            : text;
     if (!capitals)
-        return text;
-    QString out = text;
+        return out;
     for (QChar& c : out) {
         if (c >= QLatin1Char('a') && c <= QLatin1Char('z'))
             c = c.toUpper();

@@ -46,4 +46,30 @@ Result<> touchFile(const QString& rawPath, bool overwrite) {
     return {};
 }
 
+Result<> removeFile(const QString& path) {
+    if (QFileInfo::exists(path) && !QFile::remove(path))
+        return Failure{QStringLiteral("Cannot delete %1").arg(path)};
+    return {};
+}
+
+Result<> moveFile(const QString& from, const QString& to) {
+    if (!QFileInfo::exists(from))
+        return {};
+    if (Result<> removed = removeFile(to); !removed)
+        return removed;
+    if (!QFile::rename(from, to))
+        return Failure{QStringLiteral("Cannot move %1 to %2").arg(from, to)};
+    return {};
+}
+
+Result<> swapFiles(const QString& first, const QString& second, const QString& parking) {
+    if (Result<> removed = removeFile(parking); !removed)
+        return removed;
+    for (const auto& [from, to] : {std::pair{first, parking}, {second, first}, {parking, second}}) {
+        if (Result<> moved = moveFile(from, to); !moved)
+            return moved;
+    }
+    return {};
+}
+
 } // namespace filehelpers

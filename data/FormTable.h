@@ -28,14 +28,19 @@ enum class Keys {
     Capitals, // anything
     Letters,  // letters only
     Path,     // what a DOS path may hold
+    FileName, // a DOS file name, extension and all
+    BareName, // a DOS file name without an extension
 };
 
 // A text box's own rule.
 enum class Rule {
     None,
-    Time,      // put in "hh:mm" form when the box is left
-    Letters,   // stored as its letters, each once
-    Directory, // a DOS directory, stored without a trailing "\"
+    Time,        // put in "hh:mm" form when the box is left
+    Letters,     // stored as its letters, each once
+    Directory,   // a DOS directory, stored without a trailing "\"
+    FlagLetters, // an i32 set of access flags, shown and typed as its letters
+    Lower,       // stored in lower case
+    HotKey,      // one key, or a command key of several that begins with "/"
 };
 
 struct Entry {

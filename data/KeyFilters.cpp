@@ -8,6 +8,10 @@ bool isPathKey(int code) {
            code == '\\' || (code >= 95 && code <= 122) || code == '~';
 }
 
+bool isFileNameKey(int code, bool withExtension) {
+    return code == '.' ? withExtension : isPathKey(code);
+}
+
 bool isLetterKey(int code) {
     return code == kBackspace || (code >= 'A' && code <= 'Z') || (code >= 'a' && code <= 'z');
 }

@@ -7,6 +7,8 @@ namespace keyfilter {
 constexpr int kBackspace = 8;
 
 bool isPathKey(int code);
+// A path key, or "." where a name may have an extension (`withExtension`).
+bool isFileNameKey(int code, bool withExtension);
 bool isLetterKey(int code);
 bool isNumberKey(int code);
 

@@ -201,17 +201,24 @@ Result<> rewrite(const QString& path, const RecordLayout& layout, const Rearrang
             .arg(path)};
 }
 
-Result<> compact(const QString& path, const RecordLayout& layout, std::string_view keyField) {
-    return rewrite(path, layout, [keyField](const QList<Record>& records) {
-        Rearrangement kept;
-        for (const Record& r : records) {
-            const bool marked = r.str(keyField) == kDeletedMark;
-            kept.placeOfOld.append(marked ? -1 : int(kept.records.size()));
-            if (!marked)
-                kept.records.append(r);
-        }
-        return std::optional(kept);
-    });
+Result<QList<int>> compact(const QString& path, const RecordLayout& layout,
+                           std::string_view keyField) {
+    QList<int> placeOfOld;
+    Result<> rewritten =
+        rewrite(path, layout, [keyField, &placeOfOld](const QList<Record>& records) {
+            Rearrangement kept;
+            for (const Record& r : records) {
+                const bool marked = r.str(keyField) == kDeletedMark;
+                kept.placeOfOld.append(marked ? -1 : int(kept.records.size()));
+                if (!marked)
+                    kept.records.append(r);
+            }
+            placeOfOld = kept.placeOfOld;
+            return std::optional(kept);
+        });
+    if (!rewritten)
+        return failureOf(rewritten);
+    return placeOfOld;
 }
 
 Result<> move(const QString& path, const QString& workFile, const RecordLayout& layout, int number,

@@ -43,8 +43,10 @@ using Rearrange = std::function<std::optional<Rearrangement>(const QList<Record>
 Result<> rewrite(const QString& path, const RecordLayout& layout, const Rearrange& rearrange,
                  const QString& workFile = {});
 
-// Rewrites the table without the records whose `keyField` holds the deletion marker.
-Result<> compact(const QString& path, const RecordLayout& layout, std::string_view keyField);
+// Rewrites the table without the records whose `keyField` holds the deletion marker; gives for
+// each old record the index it went to (-1: dropped), for files that follow their records.
+Result<QList<int>> compact(const QString& path, const RecordLayout& layout,
+                           std::string_view keyField);
 
 // Swaps record `number` with its upper (`up`) or lower neighbour, through `workFile`. Nothing
 // happens at the ends of the list or with fewer than two records.

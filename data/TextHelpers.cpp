@@ -5,6 +5,30 @@
 #include <cmath>
 #include <limits>
 
+QStringList splitText(const QString& delimiter, const QString& text, int maxParts, int minEntries) {
+    QStringList parts;
+    if (delimiter.isEmpty()) {
+        parts << text;
+    } else {
+        qsizetype from = 0;
+        while (maxParts < 1 || parts.size() < maxParts - 1) {
+            const qsizetype at = text.indexOf(delimiter, from, Qt::CaseInsensitive);
+            if (at < 0)
+                break;
+            parts << text.mid(from, at - from);
+            from = at + delimiter.size();
+        }
+        parts << text.mid(from);
+    }
+    while (parts.size() < minEntries)
+        parts << QString();
+    return parts;
+}
+
+QString padString(const QString& text, int width) {
+    return text.left(width).leftJustified(width);
+}
+
 long long leadingNumber(QStringView text) {
     qsizetype i = 0;
     while (i < text.size() && text[i].isSpace())

@@ -1,9 +1,17 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 #include <QStringView>
 
 // The small text conversions every form and file routine of the board shares.
+
+// Splits case-blind at `delimiter` into at most `maxParts` parts (below 1: no limit) and
+// returns at least `minEntries` entries, the missing ones empty.
+QStringList splitText(const QString& delimiter, const QString& text, int maxParts, int minEntries);
+
+// The text cut or padded with blanks on the right to exactly `width` characters.
+QString padString(const QString& text, int width);
 
 // The leading number of a text, as the board's programs read numbers typed by people:
 // blanks skipped, digits taken until the first non-digit, nothing gives 0.

@@ -12,8 +12,12 @@
 
 namespace iplist {
 
-RecordTableModel::Table table() {
-    return {&ipFilterLayout(), "address", [](const Record& r) { return r.text("address"); }};
+RecordFileRows::Table table() {
+    RecordFileRows::Table list{&ipFilterLayout(), "address"};
+    // As many as a 16-bit record count allows.
+    list.limit = 32767;
+    list.createsFile = false;
+    return list;
 }
 
 QString entryFromParts(const std::array<QString, 4>& parts) {

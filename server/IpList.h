@@ -1,7 +1,7 @@
 #pragma once
 
 #include "data/Board.h"
-#include "data/RecordTableModel.h"
+#include "data/RecordFileRows.h"
 
 #include <array>
 
@@ -10,8 +10,8 @@
 // missing while it is being changed.
 namespace iplist {
 
-// The list as the IP restrictions form shows it: one address a row.
-RecordTableModel::Table table();
+// The list as a table of rows: records of KELDTSIP.DAT, a missing file being an empty list.
+RecordFileRows::Table table();
 
 // The entry four address boxes make: a part is "*" or its leading number ("010" -> "10").
 // Empty when any box is blank, which means nothing is to be added.

@@ -3,9 +3,8 @@
 #include "data/Board.h"
 #include "data/SettingsSources.h"
 #include "data/SettingsTables.h"
+#include "data/forms/FolderBrowse.h"
 
-#include <QDir>
-#include <QFileDialog>
 #include <QLineEdit>
 
 namespace {
@@ -19,10 +18,7 @@ QLineEdit* box(const RecordEditor& form, std::string_view field) {
 PathsForm::PathsForm(Board& board, QWidget* parent)
     : RecordDialog(sysPathsTable(), std::make_unique<SysPathsSource>(board), board.dialogs, parent),
       board_(board) {
-    pickFolder = [this](const QString& start) {
-        return QFileDialog::getExistingDirectory(this, QStringLiteral("Please select a folder."),
-                                                 start);
-    };
+    pickFolder = folderbrowse::fileDialog(this);
     RecordEditor* form = editor();
     connect(form, &RecordEditor::browseRequested, this, &PathsForm::browse);
     const QColor normal = box(*form, "main")->palette().color(QPalette::Base);
@@ -38,34 +34,5 @@ PathsForm::PathsForm(Board& board, QWidget* parent)
 }
 
 void PathsForm::browse(const QString& field) {
-    QLineEdit* edit = box(*editor(), field.toStdString());
-    const ResolvedPath current =
-        resolveDosPath(board_.platform.drives, edit->text(), QDir::currentPath());
-    const QString start =
-        isExistingDirectory(board_, edit->text()) ? current.path : QDir::currentPath();
-    const QString chosen = pickFolder(start).trimmed();
-    if (chosen.isEmpty())
-        return;
-    const QString dos = dosPathOf(board_.platform.drives, chosen);
-    const QString title = QStringLiteral("KELDTS - Error");
-    if (dos.isEmpty()) {
-        board_.dialogs.message(
-            title,
-            QStringLiteral("%1 is on no mapped drive! The node programs can only reach it "
-                           "through a drive letter: add a line such as \"D=%1\" to the [Drives] "
-                           "section of KELDTS.INI.")
-                .arg(QDir::cleanPath(chosen)),
-            MessageIcon::Information);
-        return;
-    }
-    if (dos.size() > edit->maxLength()) {
-        board_.dialogs.message(
-            title,
-            QStringLiteral("%1 is longer than %2 characters and cannot be stored.")
-                .arg(dos)
-                .arg(edit->maxLength()),
-            MessageIcon::Information);
-        return;
-    }
-    edit->setText(dos);
+    folderbrowse::browse(board_, box(*editor(), field.toStdString()), pickFolder);
 }

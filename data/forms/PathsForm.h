@@ -1,10 +1,9 @@
 #pragma once
 
+#include "data/forms/FolderBrowse.h"
 #include "data/forms/RecordDialog.h"
 
 #include <QColor>
-
-#include <functional>
 
 class Board;
 
@@ -17,9 +16,8 @@ class PathsForm : public RecordDialog {
   public:
     explicit PathsForm(Board& board, QWidget* parent = nullptr);
 
-    // The folder picker of the browse buttons: the native directory chosen from `start`, or ""
-    // when the choice was cancelled. A real file dialog unless replaced.
-    std::function<QString(const QString& start)> pickFolder;
+    // The folder picker of the browse buttons; a real file dialog unless replaced.
+    folderbrowse::Picker pickFolder;
 
     // Boxes that name no existing directory get this background.
     static inline const QColor kMissingColour{192, 192, 255};

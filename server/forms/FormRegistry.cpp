@@ -3,9 +3,12 @@
 #include "data/Board.h"
 #include "data/SettingsTables.h"
 #include "data/forms/ChannelForm.h"
+#include "data/forms/ListForm.h"
 #include "data/forms/MainConfigForm.h"
 #include "data/forms/PathsForm.h"
+#include "data/forms/ScriptFilesForm.h"
 #include "data/forms/ServerConfigForm.h"
+#include "data/forms/TextSectionsForm.h"
 #include "server/Server.h"
 #include "server/forms/IpConfigDialog.h"
 
@@ -19,7 +22,30 @@ QDialog* loaded(RecordDialog* form) {
     return nullptr;
 }
 
+// A list form that could not read its rows has said so and is not shown.
+QDialog* loaded(ListForm* form) {
+    if (form->load())
+        return form;
+    delete form;
+    return nullptr;
+}
+
+FormEntry listEntry(const char* name, const char* text, const char* fileName) {
+    return {"mnuSettingsKeldconfig", name, text, nullptr,
+            [fileName](FormContext& c, QWidget* parent) {
+                const listtables::ListTable& table = listtables::named(fileName);
+                return loaded(new ListForm(table, table.rows(c.board, 0, {}), c.board, parent));
+            }};
+}
+
+FormEntry scriptFilesEntry(const char* name, const char* text, ScriptFilesForm::Kind kind) {
+    return {"mnuTools", name, text, nullptr, [kind](FormContext& c, QWidget* parent) {
+                return new ScriptFilesForm(c.board, kind, parent);
+            }};
+}
+
 const FormMenu kMenus[] = {
+    {"mnuTools", nullptr, "&Tools"},
     {"mnuSettings", nullptr, "&Settings"},
     {"mnuSettingsKeldconfig", "mnuSettings", "K&ELD Configuration"},
 };
@@ -47,6 +73,26 @@ const std::vector<FormEntry>& entries() {
              QObject::connect(form, &RecordDialog::saved, &c.server, &Server::reloadConfig);
              return loaded(form);
          }},
+        listEntry("mnuSettingsKeldconfigDownload", "&Download Protocols...", "DOWNLOAD.CFG"),
+        listEntry("mnuSettingsKeldconfigUpload", "&Upload Protocols...", "UPLOAD.CFG"),
+        listEntry("mnuSettingsKeldconfigEvents", "&Events...", "EVENTS.CFG"),
+        listEntry("mnuSettingsKeldconfigDoors", "D&oors...", "DOORS.CFG"),
+        listEntry("mnuSettingsKeldconfigVote", "&Voting Questions...", "VOTE.CFG"),
+        listEntry("mnuSettingsKeldconfigRandom", "&Random Messages...", "RANDOM.CFG"),
+        {"mnuSettingsKeldconfig", "mnuSettingsKeldconfigTextSect", "&Text Sections...", nullptr,
+         [](FormContext& c, QWidget* parent) {
+             return loaded(new TextSectionsForm(c.board, parent));
+         }},
+        listEntry("mnuSettingsKeldconfigMultifb", "Multi-&Feedback Profiles...", "MULTIFBX.CFG"),
+        listEntry("mnuSettingsKeldconfigQuickval", "&Validation Profiles...", "QUICKVAL.CFG"),
+        listEntry("mnuSettingsKeldconfigTelecon", "Tele&conference Rooms...", "ROOMn.CFG"),
+        listEntry("mnuSettingsKeldconfigActions", "&Action Commands...", "ACTION.CFG"),
+        listEntry("mnuSettingsKeldconfigIrc", "&IRC Servers...", "IRC-S.CFG"),
+        listEntry("mnuSettingsKeldconfigAutoresp", "Auto&responder...", "AUTORESP.CFG"),
+        scriptFilesEntry("mnuToolsFbEditor", "&Function Block Editor...",
+                         ScriptFilesForm::Kind::FunctionBlocks),
+        scriptFilesEntry("mnuToolsScriptEditor", "&Script Editor...",
+                         ScriptFilesForm::Kind::Scripts),
         {"mnuSettings", "mnuSettingsIPConfig", "&IP Restrictions...", nullptr,
          [](FormContext& c, QWidget* parent) -> QDialog* {
              return new IpConfigDialog(c.board, parent);

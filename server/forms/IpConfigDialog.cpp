@@ -1,8 +1,8 @@
 #include "server/forms/IpConfigDialog.h"
 
 #include "data/Board.h"
-#include "data/RecordTableModel.h"
 #include "data/SystemConfig.h"
+#include "data/TableModel.h"
 #include "server/IpList.h"
 
 #include <QGridLayout>
@@ -89,7 +89,9 @@ QPushButton* button(const char* name, const QString& text, QWidget* parent) {
 
 IpConfigDialog::IpConfigDialog(Board& board, QWidget* parent)
     : QDialog(parent), board_(board),
-      entries_(new RecordTableModel(board, iplist::table(), 0, this)) {
+      entries_(new TableModel(
+          std::make_unique<RecordFileRows>(board, iplist::table()),
+          [](const Record& r, int, int) { return r.text("address"); }, this)) {
     setObjectName(QStringLiteral("frmIpConfig"));
     setWindowTitle(QStringLiteral("KELDTS - IP Restrictions"));
 
@@ -235,7 +237,10 @@ void IpConfigDialog::addEntry() {
     if (entry.isEmpty())
         return;
     const Result<Record> record = iplist::recordOf(entry);
-    const Result<> added = record ? entries_->append(record.value()) : Result<>(failureOf(record));
+    const Result<> added = record ? entries_->insert([&record](TableRows& rows) {
+        return static_cast<RecordFileRows&>(rows).append(record.value());
+    })
+                                  : Result<>(failureOf(record));
     report(added);
     if (!added)
         return;

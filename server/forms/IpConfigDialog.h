@@ -11,7 +11,7 @@ class QLineEdit;
 class QListView;
 class QListWidget;
 class QPushButton;
-class RecordTableModel;
+class TableModel;
 
 // frmIpConfig: the list of caller addresses the server blocks or, in the other mode, is the
 // only one it lets in. An IPv4 address is typed into four boxes, one part each; IPv6 addresses
@@ -34,7 +34,7 @@ class IpConfigDialog : public QDialog {
     void report(const Result<>& done);
 
     Board& board_;
-    RecordTableModel* entries_;
+    TableModel* entries_;
     QListView* list_;
     QListWidget* v6List_;
     QLineEdit* v6Entry_;

@@ -1,6 +1,7 @@
 #include "server/IpList.h"
 
 #include "data/RecordFile.h"
+#include "data/TableModel.h"
 #include "support/TestBoard.h"
 
 #include <QAbstractItemModelTester>
@@ -25,14 +26,19 @@ TEST(IpListTest, RowsFollowTheFileThroughAppendsAndRemovals) {
     TestBoard tb;
     tb.loadSettings();
     const QString file = tb.file("KELDTSIP.DAT");
-    RecordTableModel list(*tb.board, iplist::table());
+    TableModel list(std::make_unique<RecordFileRows>(*tb.board, iplist::table()),
+                    [](const Record& r, int, int) { return r.text("address"); });
     QAbstractItemModelTester tester(&list, QAbstractItemModelTester::FailureReportingMode::Fatal);
     QSignalSpy inserted(&list, &QAbstractItemModel::rowsInserted);
     QSignalSpy removed(&list, &QAbstractItemModel::rowsRemoved);
     QSignalSpy reset(&list, &QAbstractItemModel::modelReset);
     ASSERT_TRUE(list.reload().ok());
     EXPECT_EQ(list.rowCount(), 0);
-    ASSERT_TRUE(list.append(iplist::recordOf(QStringLiteral("10.7.*.0")).value()).ok());
+    ASSERT_TRUE(list.insert([](TableRows& rows) {
+                        return static_cast<RecordFileRows&>(rows).append(
+                            iplist::recordOf(QStringLiteral("10.7.*.0")).value());
+                    })
+                    .ok());
     EXPECT_EQ(tb.read("KELDTSIP.DAT"), TestBoard::ipRecords({"10.7.*.0"}));
     EXPECT_EQ(inserted.count(), 1);
 

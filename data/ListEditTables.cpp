@@ -1,0 +1,275 @@
+#include "data/ListEditTables.h"
+
+#include "data/records/BoardFiles.h"
+#include "data/records/TextLines.h"
+
+namespace listedit {
+
+namespace {
+
+using formtable::Control;
+using formtable::Entry;
+using formtable::Keys;
+using formtable::Rule;
+
+Entry text(std::string_view field, const char* label, Keys keys = Keys::Any,
+           Rule rule = Rule::None) {
+    return {field, label, 0, kFrame, Control::Text, {}, keys, rule};
+}
+Entry number(std::string_view field, const char* label) {
+    return {field, label, 0, kFrame, Control::Number};
+}
+Entry flag(std::string_view field, const char* label) {
+    return {field, label, 0, kFrame, Control::Flag};
+}
+Entry combo(std::string_view field, const char* label, QStringList items, QList<int> codes = {}) {
+    return {field,      label,           0, kFrame, Control::Combo, std::move(items), Keys::Any,
+            Rule::None, std::move(codes)};
+}
+
+// "None" stores no letter; row n stores the letter of code 64 + n.
+Entry accessFlag(std::string_view field) {
+    QStringList items{QStringLiteral("None")};
+    QList<int> codes{0};
+    for (char letter = 'A'; letter <= 'Z'; ++letter) {
+        items << QString(QLatin1Char(letter));
+        codes << letter;
+    }
+    return combo(field, "&Access Flag:", items, codes);
+}
+
+formtable::Table protocol(const char* objectName, const char* caption, const RecordLayout& layout) {
+    return {objectName,
+            caption,
+            &layout,
+            {},
+            {
+                flag("batch", "&Batch Only"),
+                text("desc", "&Descriptive Name:"),
+                text("hotkey", "&Select Key:", Keys::Capitals),
+                text("cmd", "&Command Line:", Keys::Capitals),
+            }};
+}
+
+} // namespace
+
+const formtable::Table& download() {
+    static const formtable::Table form =
+        protocol("kelddownloadedit", "KELDTS - Download Protocol", downloadLayout());
+    return form;
+}
+
+const formtable::Table& upload() {
+    static const formtable::Table form =
+        protocol("kelduploadedit", "KELDTS - Upload Protocol", uploadLayout());
+    return form;
+}
+
+const formtable::Table& doors() {
+    static const formtable::Table form{"kelddoorsedit",
+                                       "KELDTS - Door",
+                                       &doorsLayout(),
+                                       {},
+                                       {
+                                           text("doordesc", "Program &Name:"),
+                                           text("doorcommand", "&Command Line:"),
+                                           number("doorminsl", "&Security Level:"),
+                                           accessFlag("dooraccflag"),
+                                           flag("doorsingleuser", "Single &User"),
+                                           number("doorcredits", "C&redit Cost:"),
+                                       }};
+    return form;
+}
+
+const formtable::Table& events() {
+    static const formtable::Table form{
+        "keldeventsedit",
+        "KELDTS - Event",
+        &eventsLayout(),
+        {},
+        {
+            text("evttime", "Event &Time (hh:mm):", Keys::Any, Rule::Time),
+            text("evtdate", "Event &Date (yymmdd):"),
+            combo("evttype", "&Hard/Soft Event:", {QStringLiteral("Soft"), QStringLiteral("Hard")}),
+            text("evtcommand", "&Command Line:"),
+        }};
+    return form;
+}
+
+const formtable::Table& vote() {
+    static const formtable::Table form{"keldvoteedit",
+                                       "KELDTS - Voting Question",
+                                       &voteLayout(),
+                                       {},
+                                       {
+                                           text("votequestion", "&Question:"),
+                                           text("voteresp1", "Response &1:"),
+                                           text("voteresp2", "Response &2:"),
+                                           text("voteresp3", "Response &3:"),
+                                           text("voteresp4", "Response &4:"),
+                                           text("voteresp5", "Response &5:"),
+                                           text("voteresp6", "Response &6:"),
+                                           text("voteresp7", "Response &7:"),
+                                           text("voteresp8", "Response &8:"),
+                                       }};
+    return form;
+}
+
+const formtable::Table& random() {
+    static const formtable::Table form{"keldrandomedit",
+                                       "KELDTS - Random Message",
+                                       &randomLayout(),
+                                       {},
+                                       {
+                                           text("randomline1", "Line &1:"),
+                                           text("randomline2", "Line &2:"),
+                                           text("randomline3", "Line &3:"),
+                                       }};
+    return form;
+}
+
+const formtable::Table& textSection() {
+    static const formtable::Table form{
+        "keldtextsectedit",
+        "KELDTS - Text Section",
+        &textSectionLayout(),
+        {},
+        {
+            text("textsectdesc", "&Name:"),
+            {"textsectpath", "&Path:", 0, kFrame, Control::Path, {}, Keys::Path, Rule::Directory},
+            number("textsectminsl", "&Security Level:"),
+            accessFlag("textsectaccflag"),
+        }};
+    return form;
+}
+
+const formtable::Table& bulletin() {
+    static const formtable::Table form{"keldtextsectbulletinsedit",
+                                       "KELDTS - Bulletin",
+                                       &bulletinLayout(),
+                                       {},
+                                       {
+                                           text("description", "&Description:"),
+                                           text("filename", "&File Name:", Keys::FileName),
+                                       }};
+    return form;
+}
+
+const formtable::Table& multiFeedback() {
+    static const formtable::Table form{"keldmultifbedit",
+                                       "KELDTS - Multi-Feedback Profile",
+                                       &multiFeedbackLayout(),
+                                       {},
+                                       {
+                                           text("multifbdesc", "&Description:"),
+                                           text("multifbhandle", "&Handle:"),
+                                           number("multifbuser", "&User #:"),
+                                           text("multifbaddress", "&Net Address:"),
+                                           number("multifbnetno", "Ne&twork #:"),
+                                       }};
+    return form;
+}
+
+const formtable::Table& quickValidate() {
+    static const formtable::Table form{
+        "keldquickvaledit",
+        "KELDTS - Validation Profile",
+        &quickValidateLayout(),
+        {},
+        {
+            number("seclevel", "&Security Level:"),
+            number("timelimit", "&Time Limit:"),
+            text("accflags", "&Access Flags:", Keys::Letters, Rule::FlagLetters),
+        }};
+    return form;
+}
+
+const formtable::Table& irc() {
+    static const formtable::Table form{
+        "keldircedit",
+        "KELDTS - IRC Server",
+        &ircLineLayout(),
+        {},
+        {
+            text("serverhost", "&Host Name:", Keys::Any, Rule::Lower),
+            number("serverport", "&Port:"),
+            flag("serverautoopbot", "Enable &AutoOp-Bot"),
+            flag("serverwelcomebot", "Enable &Welcome-Bot"),
+            flag("serverbusybot", "Enable &Busy-Bot"),
+            flag("serverprofanity", "&Disable Profanity Filter"),
+        }};
+    return form;
+}
+
+const formtable::Table& autoResponse() {
+    static const formtable::Table form{
+        "keldautorespedit",
+        "KELDTS - Autoresponder Entry",
+        &autoResponseLayout(),
+        {},
+        {
+            text("autorespkeyword", "&Keyword:", Keys::Any, Rule::Lower),
+            text("autorespreply", "&Reply File:", Keys::Capitals),
+            text("autorespfile", "&Attached File:", Keys::Capitals),
+        }};
+    return form;
+}
+
+const formtable::Table& action() {
+    static const formtable::Table form{"keldactionsedit",
+                                       "KELDTS - Action Command",
+                                       &actionLayout(),
+                                       {},
+                                       {
+                                           text("actioncommand", "&Command:", Keys::Capitals),
+                                           text("actiontext", "&Action Text:"),
+                                       }};
+    return form;
+}
+
+const formtable::Table& room() {
+    static const formtable::Table form{"keldteleconedit",
+                                       "KELDTS - Teleconference Room",
+                                       &roomLayout(),
+                                       {},
+                                       {
+                                           text("roomname", "Room &Name:"),
+                                           number("roommod", "&Moderator:"),
+                                       }};
+    return form;
+}
+
+const formtable::Table& fbLine() {
+    static const formtable::Table form{
+        "keldfbeditoredit",
+        "KELDTS - Function Block Line",
+        &fbLineLayout(),
+        {},
+        {
+            text("fbhotkey", "&Key:", Keys::Capitals, Rule::HotKey),
+            number("fbsecuritylevel", "&Security Level:"),
+            combo("fbtype", "&Type:",
+                  {QStringLiteral("1: Internal Command"), QStringLiteral("2: Keldoran Script"),
+                   QStringLiteral("3: DOS Command (Stay in Memory)"),
+                   QStringLiteral("4: DOS Command (Shrink Out of Memory)"),
+                   QStringLiteral("5: Function Block Transfer")},
+                  {1, 2, 3, 4, 5}),
+            text("fbcommand", "&Command:"),
+        }};
+    return form;
+}
+
+const formtable::Table& fbHead() {
+    static const formtable::Table form{
+        "keldfbeditorlist",
+        "KELDTS - Function Block",
+        &fbHeadLayout(),
+        {},
+        {
+            {"fbMenu", "&Menu:", 0, nullptr, Control::Text, {}, Keys::BareName},
+            {"fbDb", "&Databases:", 0, nullptr, Control::Text, {}, Keys::Letters},
+        }};
+    return form;
+}
+
+} // namespace listedit

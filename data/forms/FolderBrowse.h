@@ -1,0 +1,25 @@
+#pragma once
+
+#include <QString>
+
+#include <functional>
+
+class Board;
+class QLineEdit;
+class QWidget;
+
+// The browse buttons of the boxes that hold a DOS directory.
+namespace folderbrowse {
+
+// Picks a native directory, starting from `start`; "" when the choice was cancelled.
+using Picker = std::function<QString(const QString& start)>;
+
+// A real folder dialog over `parent`, titled "Please select a folder.".
+Picker fileDialog(QWidget* parent);
+
+// Lets the sysop pick the directory of `box` and puts it there as the node programs reach it,
+// through the drive map. A folder on no mapped drive, or one too long for the box, is refused in
+// a box and the text left as it was.
+void browse(const Board& board, QLineEdit* box, const Picker& pick);
+
+} // namespace folderbrowse
