@@ -10,8 +10,6 @@
 
 namespace {
 
-// A function block is read no further than its head and 41 command lines beyond the 42 shown.
-constexpr int kFunctionBlockLinesRead = 43;
 constexpr int kFunctionBlockHead = 2;
 
 QByteArray withoutLineEnd(QByteArray line) {
@@ -40,8 +38,10 @@ Result<TextLineRows::Lines> TextLineRows::load() const {
         // The line end of the last line leaves an empty piece behind it.
         if (!all.isEmpty() && all.back().isEmpty())
             all.removeLast();
-        if (table_.head && all.size() > kFunctionBlockLinesRead)
-            all.resize(kFunctionBlockLinesRead);
+        // A function block is read no further than its head and the lines it may hold: every
+        // line an insert may have added is read back, so no save drops one.
+        if (table_.head && all.size() > kFunctionBlockHead + table_.limit)
+            all.resize(kFunctionBlockHead + table_.limit);
         for (const QByteArray& raw : all) {
             if (table_.head && lines.head.size() < kFunctionBlockHead) {
                 lines.head << withoutLineEnd(raw);

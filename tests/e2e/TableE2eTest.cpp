@@ -1,0 +1,126 @@
+// keldts table as a sysop without a display uses it: edits by command, files checked byte by
+// byte, and every refusal leaving the file as it was.
+
+#include "KeldtsRunner.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QtEndian>
+
+namespace {
+
+QByteArray text(const QByteArray& value, int width) {
+    return value.leftJustified(width, ' ', true);
+}
+QByteArray i16(qint16 value) {
+    QByteArray bytes(2, '\0');
+    qToLittleEndian(value, bytes.data());
+    return bytes;
+}
+
+// A DOORS.CFG record, written out the way the DOS programs lay it out.
+QByteArray door(const QByteArray& name, const QByteArray& command, qint16 level,
+                const QByteArray& flag, qint16 singleUser) {
+    return text(name, 32) + text(command, 32) + i16(level) + text(flag, 1) + i16(singleUser) +
+           i16(0) + text({}, 3);
+}
+
+class TableE2e : public ::testing::Test {
+  protected:
+    void SetUp() override { ASSERT_NO_FATAL_FAILURE(sandbox.writeBoard()); }
+
+    RunResult table(const QStringList& words) const {
+        return sandbox.run(QStringList{"table"} + words, sandbox.mainDir());
+    }
+    // Runs the commands one after another; each must succeed.
+    void edit(const QList<QStringList>& commands) const {
+        for (const QStringList& words : commands) {
+            const RunResult result = table(words);
+            ASSERT_EQ(result.exitCode, 0) << words.join(' ').toStdString() << ": "
+                                          << result.err.toStdString();
+        }
+    }
+
+    KeldtsSandbox sandbox;
+};
+
+TEST_F(TableE2e, EditsByCommandLeaveTheFilesTheFormsWould) {
+    EXPECT_EQ(table({"DOORS.CFG", "insert"}).out, "1\n");
+    ASSERT_NO_FATAL_FAILURE(edit({
+        {"doors.cfg", "insert"},
+        {"DOORS.CFG", "set", "1", "doordesc= Trade Wars ", "doorcommand=tw.bat", "doorminsl=20",
+         "dooraccflag=B"},
+        {"DOORS.CFG", "set", "2", "doorminsl=99999", "doorsingleuser=no"},
+        {"DOORS.CFG", "move", "2", "up"},
+        {"IRC-S.CFG", "insert"},
+        {"IRC-S.CFG", "set", "1", "serverhost=IRC.Example.NET", "serverautoopbot=yes"},
+        {"IRC-S.CFG", "insert"},
+        {"IRC-S.CFG", "delete", "2"},
+        {"EVENTS.CFG", "insert"},
+        {"EVENTS.CFG", "set", "1", "evttime=7:5", "evtcommand=nightly.bat"},
+    }));
+    EXPECT_EQ(sandbox.read("DOORS.CFG"),
+              door("New Game", {}, 32767, {}, 0) + door("Trade Wars", "tw.bat", 20, "B", 1));
+    EXPECT_EQ(sandbox.read("IRC-S.CFG"), "irc.example.net 6667 8\r\n");
+    EXPECT_EQ(table({"EVENTS.CFG", "list"}).out, "Events (1)\n1: 07:05 -        - nightly.bat\n");
+
+    const RunResult json = table({"DOORS.CFG", "show", "2", "--json"});
+    const QJsonObject row = QJsonDocument::fromJson(json.out).object();
+    EXPECT_EQ(row.value("doordesc").toString(), "Trade Wars");
+    EXPECT_EQ(row.value("doorminsl").toInt(), 20);
+    EXPECT_EQ(QJsonDocument::fromJson(table({"DOORS.CFG", "list", "--json"}).out).array().size(),
+              2);
+}
+
+// A question's answers are renamed with it, by the one command.
+TEST_F(TableE2e, AnswerFilesAreRenamedWithTheirQuestions) {
+    for (int i = 0; i < 3; ++i)
+        ASSERT_NO_FATAL_FAILURE(edit({{"VOTE.CFG", "insert"}}));
+    for (int n = 1; n <= 3; ++n)
+        ASSERT_NO_FATAL_FAILURE(sandbox.write(QStringLiteral("DATA/VOTE%1.DAT").arg(n),
+                                              QByteArray::number(n)));
+    ASSERT_NO_FATAL_FAILURE(edit({{"VOTE.CFG", "delete", "2"}, {"VOTE.CFG", "move", "2", "up"}}));
+    EXPECT_EQ(sandbox.read("DATA/VOTE1.DAT"), "3");
+    EXPECT_EQ(sandbox.read("DATA/VOTE2.DAT"), "1");
+    EXPECT_FALSE(QFile::exists(sandbox.path("DATA/VOTE3.DAT")));
+}
+
+// Each kind of bad input: one line naming the file, status 2, and the file as it was.
+TEST_F(TableE2e, BadInputIsRefusedAndTheFileKeptAsItWas) {
+    ASSERT_NO_FATAL_FAILURE(edit({{"DOORS.CFG", "insert"}}));
+    const QByteArray doors = sandbox.read("DOORS.CFG");
+    const QList<QStringList> refused{
+        {"DOORS.CFG", "set", "1", "doordesc=Fine", "colour=red"},
+        {"DOORS.CFG", "set", "1", "doordesc=" + QString(33, 'x')},
+        {"DOORS.CFG", "set", "1", "dooraccflag=AB"},
+        {"DOORS.CFG", "set", "2", "doordesc=Nobody"},
+        {"DOORS.CFG", "delete", "0"},
+        {"DOORS.CFG", "move", "1", "sideways"},
+        {"DOORS.CFG", "set", "1"},
+    };
+    for (const QStringList& words : refused) {
+        const RunResult result = table(words);
+        EXPECT_EQ(result.exitCode, 2) << words.join(' ').toStdString();
+        EXPECT_TRUE(result.err.startsWith("DOORS.CFG") && result.err.count('\n') == 1)
+            << result.err.toStdString();
+        EXPECT_EQ(sandbox.read("DOORS.CFG"), doors) << words.join(' ').toStdString();
+    }
+
+    const QByteArray full(49 * 73, ' ');
+    ASSERT_NO_FATAL_FAILURE(sandbox.write("UPLOAD.CFG", full));
+    const RunResult atLimit = table({"UPLOAD.CFG", "insert"});
+    EXPECT_EQ(atLimit.exitCode, 2);
+    EXPECT_EQ(atLimit.err, "UPLOAD.CFG holds 49 entries, as many as it may\n");
+    EXPECT_EQ(sandbox.read("UPLOAD.CFG"), full);
+
+    ASSERT_TRUE(QDir().mkdir(sandbox.path("RANDOM.CFG")));
+    const RunResult unreadable = table({"RANDOM.CFG", "list"});
+    EXPECT_EQ(unreadable.exitCode, 2);
+    EXPECT_TRUE(unreadable.err.contains("RANDOM.CFG")) << unreadable.err.toStdString();
+    EXPECT_EQ(table({"MAIN.CFG", "list"}).exitCode, 2);
+}
+
+} // namespace
