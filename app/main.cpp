@@ -1,11 +1,10 @@
+#include "app/BoardCommands.h"
 #include "app/DemoNode.h"
 #include "app/HeadlessFace.h"
 #include "console/BoardLogs.h"
 #include "console/DebugPane.h"
 #include "data/Board.h"
 #include "data/DemoBoard.h"
-#include "data/SystemConfig.h"
-#include "data/TableCommand.h"
 #include "platform/PlatformSettings.h"
 #include "platform/ProcessNodeHost.h"
 #include "platform/SingleInstance.h"
@@ -25,12 +24,6 @@
 
 namespace {
 
-void print(FILE* stream, const QString& text) {
-    const QByteArray bytes = (text + QLatin1Char('\n')).toUtf8();
-    std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stream);
-    std::fflush(stream);
-}
-
 const char* kUsage = "usage: keldts [--headless] [/RESETWINDOW]\n"
                      "       keldts demo [DIR] [--port N] [--no-run] [--headless]\n"
                      "       keldts ctl [--board DIR] start|stop|offline|reload|exit|status|nodes\n"
@@ -39,6 +32,7 @@ const char* kUsage = "usage: keldts [--headless] [/RESETWINDOW]\n"
                      "       keldts ctl [--board DIR] reset-all|boot-all [--yes]\n"
                      "       keldts table [--board DIR] --list | NAME list|show|insert|delete|"
                      "move|set|head ...\n"
+                     "       keldts edit [--board DIR] NAME.V|NAME.FB\n"
                      "(ctl talks to the server of the board in DIR, by default the current "
                      "directory; table edits that board's files, see keldts table --help)\n";
 
@@ -47,23 +41,6 @@ bool wantsHeadless(const QStringList& args) {
         return true;
     return qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") &&
            qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
-}
-
-// Takes "--board DIR" out of `words`; the board is the current directory unless named.
-QString takeBoardOption(QStringList& words) {
-    QString board = QDir::currentPath();
-    for (qsizetype i = 0; i < words.size(); ++i) {
-        const QString& word = words.at(i);
-        if (word.startsWith(QLatin1String("--board="))) {
-            board = word.mid(8);
-            words.removeAt(i--);
-        } else if (word == QLatin1String("--board") && i + 1 < words.size()) {
-            board = words.at(i + 1);
-            words.remove(i, 2);
-            --i;
-        }
-    }
-    return board;
 }
 
 int runControl(int argc, char** argv) {
@@ -78,55 +55,11 @@ int runControl(int argc, char** argv) {
     const Result<QString> reply = SingleInstance::request(
         QDir::cleanPath(QDir::current().absoluteFilePath(board)), words.join(QLatin1Char(' ')));
     if (!reply) {
-        print(stderr, reply.error());
+        printLine(stderr, reply.error());
         return 1;
     }
-    print(stdout, reply.value());
+    printLine(stdout, reply.value());
     return reply->startsWith(QLatin1String("unknown")) ? 2 : 0;
-}
-
-// Nothing is asked and nothing goes to a log: what goes wrong is the command's answer.
-class SilentLogs final : public LogSinks {
-  public:
-    void writeDebugPane(const QString&) override {}
-    void writeEventLog(const QString&) override {}
-};
-
-int runTable(int argc, char** argv) {
-    QCoreApplication app(argc, argv);
-    QStringList words = app.arguments().mid(2);
-    const QString board = takeBoardOption(words);
-    if (words.isEmpty() || words.contains(QLatin1String("--help")) || board.isEmpty()) {
-        print(words.contains(QLatin1String("--help")) ? stdout : stderr, tablecommand::usage());
-        return words.contains(QLatin1String("--help")) ? 0 : 2;
-    }
-    if (!QDir::setCurrent(board)) {
-        print(stderr, QStringLiteral("%1 is no directory").arg(board));
-        return 2;
-    }
-    SystemClock clock;
-    DefaultAnswerDialogs dialogs;
-    SilentLogs logs;
-    Board context(clock, dialogs, logs,
-                  readPlatformSettings(QDir::current().filePath(QStringLiteral("KELDTS.INI"))));
-    if (!context.platform.unreadable.isEmpty()) {
-        print(stderr, context.platform.unreadable);
-        return 2;
-    }
-    if (words.first() != QLatin1String("--list")) {
-        if (Result<> read = getSysPaths(context, true, context.sysPaths); !read) {
-            print(stderr, QStringLiteral("Cannot find SYSPATHS.CFG! Make sure KELDTS is in your "
-                                         "KELD main directory. (%1)")
-                              .arg(read.error()));
-            return 2;
-        }
-    }
-    const tablecommand::Outcome outcome = tablecommand::run(context, words);
-    const QByteArray out = outcome.out.toUtf8();
-    const QByteArray err = outcome.err.toUtf8();
-    std::fwrite(out.constData(), 1, static_cast<size_t>(out.size()), stdout);
-    std::fwrite(err.constData(), 1, static_cast<size_t>(err.size()), stderr);
-    return outcome.status;
 }
 
 // The consoles the nodes run in. tmux is started here, before the first caller's socket
@@ -171,7 +104,7 @@ int runServer(QCoreApplication& app, SingleInstance& instance, bool headless,
     if (headless) {
         dialogs = std::make_unique<DefaultAnswerDialogs>();
         QObject::connect(&pane, &DebugPane::lineAppended, &app,
-                         [](const QString& line) { print(stdout, line); });
+                         [](const QString& line) { printLine(stdout, line); });
     } else {
         window = std::make_unique<MainWindow>(pane);
         dialogs = std::make_unique<GuiDialogs>(window.get());
@@ -206,8 +139,9 @@ int runServer(QCoreApplication& app, SingleInstance& instance, bool headless,
     QObject::connect(&signalsWatcher, &TerminationSignals::terminationRequested, &server,
                      &Server::leaveUnattended);
     if (demoPort > 0)
-        print(stdout, QStringLiteral("KELDTS demo board is up. Connect with:  telnet localhost %1")
-                          .arg(demoPort));
+        printLine(stdout,
+                  QStringLiteral("KELDTS demo board is up. Connect with:  telnet localhost %1")
+                      .arg(demoPort));
     return app.exec();
 }
 
@@ -222,6 +156,8 @@ int main(int argc, char** argv) {
         return runControl(argc, argv);
     if (args.size() > 1 && args.at(1) == QLatin1String("table"))
         return runTable(argc, argv);
+    if (args.size() > 1 && args.at(1) == QLatin1String("edit"))
+        return runEdit(argc, argv);
     if (args.size() > 1 && args.at(1) == QLatin1String("demo-node"))
         return runDemoNode(args.mid(2));
 
@@ -271,7 +207,7 @@ int main(int argc, char** argv) {
     if (demo.wanted && demo.run) {
         board = QDir(demo.options.directory).absoluteFilePath(QStringLiteral("KELD"));
         if (!QDir().mkpath(board)) {
-            print(stderr, QStringLiteral("Cannot create %1").arg(board));
+            printLine(stderr, QStringLiteral("Cannot create %1").arg(board));
             return 1;
         }
     }
@@ -280,28 +216,28 @@ int main(int argc, char** argv) {
     if (demo.run) {
         const Result<SingleInstance::Claim> claim = instance.acquire();
         if (!claim) {
-            print(stderr, claim.error());
+            printLine(stderr, claim.error());
             return 1;
         }
         if (claim.value() == SingleInstance::Claim::Taken) {
             const Result<QString> reply =
                 SingleInstance::request(board, QStringLiteral("activate"));
-            print(stdout,
-                  QStringLiteral("KELDTS is already running on the board in %1; %2")
-                      .arg(board, reply ? QStringLiteral("it was asked to come to the front.")
-                                        : reply.error()));
+            printLine(stdout,
+                      QStringLiteral("KELDTS is already running on the board in %1; %2")
+                          .arg(board, reply ? QStringLiteral("it was asked to come to the front.")
+                                            : reply.error()));
             return 0;
         }
     }
     if (demo.wanted) {
         const Result<QString> written = writeDemoBoard(demo.options);
         if (!written) {
-            print(stderr, written.error());
+            printLine(stderr, written.error());
             return 1;
         }
         const QString& main = written.value();
-        print(stdout,
-              QStringLiteral("Demo board written to %1").arg(QDir::toNativeSeparators(main)));
+        printLine(stdout,
+                  QStringLiteral("Demo board written to %1").arg(QDir::toNativeSeparators(main)));
         if (!demo.run)
             return 0;
         QDir::setCurrent(main);

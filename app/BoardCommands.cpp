@@ -1,0 +1,137 @@
+#include "app/BoardCommands.h"
+
+#include "data/Board.h"
+#include "data/ScriptFiles.h"
+#include "data/SystemConfig.h"
+#include "data/TableCommand.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <cerrno>
+#include <cstring>
+#include <memory>
+
+#include <unistd.h>
+
+namespace {
+
+// Nothing is asked and nothing goes to a log: what goes wrong is the command's answer.
+class SilentLogs final : public LogSinks {
+  public:
+    void writeDebugPane(const QString&) override {}
+    void writeEventLog(const QString&) override {}
+};
+
+// The board of the directory a command names, with the paths of its SYSPATHS.CFG.
+struct CommandLineBoard {
+    explicit CommandLineBoard(PlatformSettings platform)
+        : board(clock, dialogs, logs, std::move(platform)) {}
+
+    SystemClock clock;
+    DefaultAnswerDialogs dialogs;
+    SilentLogs logs;
+    Board board;
+};
+
+// The board in `directory`, which becomes the current one; nullptr, after the message, when
+// it is not one.
+std::unique_ptr<CommandLineBoard> boardIn(const QString& directory, bool withPaths) {
+    if (!QDir::setCurrent(directory)) {
+        printLine(stderr, QStringLiteral("%1 is no directory").arg(directory));
+        return nullptr;
+    }
+    auto here = std::make_unique<CommandLineBoard>(
+        readPlatformSettings(QDir::current().filePath(QStringLiteral("KELDTS.INI"))));
+    if (!here->board.platform.unreadable.isEmpty()) {
+        printLine(stderr, here->board.platform.unreadable);
+        return nullptr;
+    }
+    if (!withPaths)
+        return here;
+    if (Result<> read = getSysPaths(here->board, true, here->board.sysPaths); !read) {
+        printLine(stderr, QStringLiteral("Cannot find SYSPATHS.CFG! Make sure KELDTS is in your "
+                                         "KELD main directory. (%1)")
+                              .arg(read.error()));
+        return nullptr;
+    }
+    return here;
+}
+
+void write(FILE* stream, const QString& text) {
+    const QByteArray bytes = text.toUtf8();
+    std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stream);
+    std::fflush(stream);
+}
+
+} // namespace
+
+void printLine(FILE* stream, const QString& text) {
+    write(stream, text + QLatin1Char('\n'));
+}
+
+QString takeBoardOption(QStringList& words) {
+    QString board = QDir::currentPath();
+    for (qsizetype i = 0; i < words.size(); ++i) {
+        const QString& word = words.at(i);
+        if (word.startsWith(QLatin1String("--board="))) {
+            board = word.mid(8);
+            words.removeAt(i--);
+        } else if (word == QLatin1String("--board") && i + 1 < words.size()) {
+            board = words.at(i + 1);
+            words.remove(i, 2);
+            --i;
+        }
+    }
+    return board;
+}
+
+int runTable(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    QStringList words = app.arguments().mid(2);
+    const QString directory = takeBoardOption(words);
+    const bool help = words.contains(QLatin1String("--help"));
+    if (words.isEmpty() || help || directory.isEmpty()) {
+        write(help ? stdout : stderr, tablecommand::usage());
+        return help ? 0 : 2;
+    }
+    const auto here = boardIn(directory, words.first() != QLatin1String("--list"));
+    if (!here)
+        return 2;
+    const tablecommand::Outcome outcome = tablecommand::run(here->board, words);
+    write(stdout, outcome.out);
+    write(stderr, outcome.err);
+    return outcome.status;
+}
+
+int runEdit(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    QStringList words = app.arguments().mid(2);
+    const QString directory = takeBoardOption(words);
+    if (words.size() != 1 || directory.isEmpty()) {
+        write(stderr, QStringLiteral("usage: keldts edit [--board DIR] NAME.V|NAME.FB\n"));
+        return 2;
+    }
+    const auto here = boardIn(directory, true);
+    if (!here)
+        return 2;
+    const QString name = words.first();
+    const QString suffix = QFileInfo(name).suffix().toUpper();
+    if (name.contains(QLatin1Char('/')) || name.contains(QLatin1Char('\\')) ||
+        (suffix != QLatin1String("V") && suffix != QLatin1String("FB"))) {
+        printLine(stderr, QStringLiteral("%1 is no script (NAME.V) or function block (NAME.FB) "
+                                         "of the script directory")
+                              .arg(name));
+        return 2;
+    }
+    const QByteArray path = QFile::encodeName(scriptfiles::path(here->board, name));
+    // The editor may be a command with words of its own, such as "code --wait".
+    const char* shell = "/bin/sh";
+    ::execl(shell, shell, "-c", "exec ${VISUAL:-${EDITOR:-vi}} \"$1\"", "keldts-edit",
+            path.constData(), static_cast<char*>(nullptr));
+    printLine(stderr, QStringLiteral("Cannot start %1: %2")
+                          .arg(QLatin1String(shell), QString::fromLocal8Bit(std::strerror(errno))));
+    return 1;
+}

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+#include <cstdio>
+
+// The commands that work on a board's files without its server: `keldts table` and
+// `keldts edit`, and what they share with `keldts ctl`.
+
+// Writes `text` and a line end, at once.
+void printLine(FILE* stream, const QString& text);
+// Takes "--board DIR" out of `words`; the board is the current directory unless named.
+QString takeBoardOption(QStringList& words);
+
+int runTable(int argc, char** argv);
+// Opens a script or a function block of the script directory in the sysop's text editor:
+// $VISUAL, else $EDITOR, else vi, in this terminal.
+int runEdit(int argc, char** argv);
