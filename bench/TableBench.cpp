@@ -27,7 +27,8 @@ double medianMs(std::vector<double> values) {
 }
 
 // The median of `rounds` timed runs of `work`; `prepare` runs before each, untimed.
-double timeMs(const std::function<void()>& work, const std::function<void()>& prepare = [] {}) {
+double timeMs(
+    const std::function<void()>& work, const std::function<void()>& prepare = [] {}) {
     std::vector<double> samples;
     for (int i = 0; i < kRounds; ++i) {
         prepare();
@@ -82,10 +83,14 @@ int main(int argc, char** argv) {
         process.waitForFinished();
     });
     report("/bin/cat of the file, as a process", cat, rawDoors);
-    report("keldts table --list (start-up, no file read)",
-           timeMs([&] { runKeldts({"table", "--list"}, tb.mainDir()); }), rawDoors);
-    report("keldts table DOORS.CFG list",
-           timeMs([&] { runKeldts({"table", "DOORS.CFG", "list"}, tb.mainDir()); }), rawDoors);
+    report("keldts table --list (start-up, no file read)", timeMs([&] {
+               runKeldts({"table", "--list"}, tb.mainDir());
+           }),
+           rawDoors);
+    report("keldts table DOORS.CFG list", timeMs([&] {
+               runKeldts({"table", "DOORS.CFG", "list"}, tb.mainDir());
+           }),
+           rawDoors);
     const listtables::ListTable& doorsTable = listtables::named("DOORS.CFG");
     report("doors list form: built and loaded", timeMs([&] {
                ListForm form(doorsTable, doorsTable.rows(board, 0, {}), board);
@@ -117,11 +122,13 @@ int main(int argc, char** argv) {
                    qFatal("the move failed");
            }),
            rawVote);
-    report("delete question 1 (199 answer files renamed)", timeMs([&] {
-               if (!votes->remove(0).ok())
-                   qFatal("the delete failed");
-           },
-                                                               writeVotes),
+    report("delete question 1 (199 answer files renamed)",
+           timeMs(
+               [&] {
+                   if (!votes->remove(0).ok())
+                       qFatal("the delete failed");
+               },
+               writeVotes),
            rawVote);
     return 0;
 }

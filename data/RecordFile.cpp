@@ -1,5 +1,6 @@
 #include "data/RecordFile.h"
 
+#include "platform/Descriptor.h"
 #include "platform/FileAccess.h"
 #include "platform/FileWrite.h"
 
@@ -16,27 +17,6 @@ namespace recordfile {
 namespace {
 
 using filewrite::systemFailure;
-
-// Closes on every way out; close() itself can report a write that failed late (NFS, full disk).
-class Descriptor {
-  public:
-    explicit Descriptor(int fd) : fd_(fd) {}
-    ~Descriptor() {
-        if (fd_ >= 0)
-            ::close(fd_);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    int get() const { return fd_; }
-    bool close() {
-        const int fd = fd_;
-        fd_ = -1;
-        return ::close(fd) == 0;
-    }
-
-  private:
-    int fd_;
-};
 
 off_t offsetOf(int number, int length) {
     return static_cast<off_t>(number - 1) * length;

@@ -19,8 +19,8 @@ bool isReserved(const Field& field) {
     return field.name.starts_with("reserved");
 }
 
-QString fieldName(const Field& field) {
-    return QString::fromLatin1(field.name.data(), qsizetype(field.name.size()));
+QString nameOf(std::string_view field) {
+    return QString::fromLatin1(field.data(), qsizetype(field.size()));
 }
 
 QJsonObject toJson(const Record& record, int number) {
@@ -46,7 +46,7 @@ QJsonObject toJson(const Record& record, int number) {
             value = record.text(field.name);
             break;
         }
-        object.insert(fieldName(field), value);
+        object.insert(nameOf(field.name), value);
     }
     return object;
 }
@@ -61,9 +61,7 @@ QString json(const QJsonValue& value) {
 QString formLines(const formtable::Table& form, const Record& record) {
     QString text;
     for (const formtable::Entry& entry : form.entries)
-        text += QStringLiteral("%1=%2\n").arg(
-            QString::fromLatin1(entry.field.data(), qsizetype(entry.field.size())),
-            fieldcodec::show(entry, record));
+        text += QStringLiteral("%1=%2\n").arg(nameOf(entry.field), fieldcodec::show(entry, record));
     return text;
 }
 
@@ -86,8 +84,7 @@ Result<QList<Assignment>> assignments(const formtable::Table& form, const QStrin
         const formtable::Entry* found = nullptr;
         QStringList known;
         for (const formtable::Entry& entry : form.entries) {
-            const QString field =
-                QString::fromLatin1(entry.field.data(), qsizetype(entry.field.size()));
+            const QString field = nameOf(entry.field);
             known << field;
             if (equals > 0 && field.compare(name, Qt::CaseInsensitive) == 0)
                 found = &entry;

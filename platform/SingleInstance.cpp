@@ -1,5 +1,7 @@
 #include "platform/SingleInstance.h"
 
+#include "platform/Descriptor.h"
+
 #include <QFile>
 #include <QLocalSocket>
 #include <QSocketNotifier>
@@ -89,21 +91,6 @@ Result<> fitsSockets(const QString& board) {
             .arg(longest)
             .arg(sizeof(sockaddr_un::sun_path) - 1)};
 }
-
-class Descriptor {
-  public:
-    explicit Descriptor(int fd) : fd_(fd) {}
-    ~Descriptor() {
-        if (fd_ >= 0)
-            ::close(fd_);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    int get() const { return fd_; }
-
-  private:
-    int fd_;
-};
 
 } // namespace
 

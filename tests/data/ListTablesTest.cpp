@@ -1,5 +1,5 @@
-#include "data/FieldCodec.h"
 #include "data/ListTables.h"
+#include "data/FieldCodec.h"
 #include "data/records/BoardFiles.h"
 #include "data/records/TextLines.h"
 #include "support/TestBoard.h"
@@ -67,11 +67,13 @@ TEST_F(ListTablesTest, AnswerFilesFollowTheirQuestions) {
     for (int i = 0; i < 2; ++i)
         ASSERT_TRUE(rows->insertNew().ok());
     for (int question = 1; question <= 3; ++question) {
-        ASSERT_TRUE(rows->edit(question - 1, [question](const Record& current) -> Result<Record> {
-                            Record record = current;
-                            record.setText("votequestion", QStringLiteral("Q%1").arg(question));
-                            return record;
-                        })
+        ASSERT_TRUE(rows->edit(question - 1,
+                               [question](const Record& current) -> Result<Record> {
+                                   Record record = current;
+                                   record.setText("votequestion",
+                                                  QStringLiteral("Q%1").arg(question));
+                                   return record;
+                               })
                         .ok());
     }
     writeAnswers(1, "a1");
@@ -130,12 +132,14 @@ TEST_F(ListTablesTest, ValidationProfilesAreAlwaysNine) {
 TEST_F(ListTablesTest, RoomsAreFilesThatSwapPlaces) {
     auto rooms = listtables::named("ROOMn.CFG").rows(*tb.board, 0, {});
     ASSERT_EQ(rooms->read()->size(), 100);
-    ASSERT_TRUE(rooms->edit(0, [](const Record& current) -> Result<Record> {
-                         Record room = current;
-                         room.setText("roomname", QStringLiteral("Lobby"));
-                         room.setI32("roommod", 12);
-                         return room;
-                     })
+    ASSERT_TRUE(rooms
+                    ->edit(0,
+                           [](const Record& current) -> Result<Record> {
+                               Record room = current;
+                               room.setText("roomname", QStringLiteral("Lobby"));
+                               room.setI32("roommod", 12);
+                               return room;
+                           })
                     .ok());
     EXPECT_EQ(tb.read("ROOM1.CFG"), "Lobby,12\r\n");
     ASSERT_TRUE(rooms->move(0, false).ok());

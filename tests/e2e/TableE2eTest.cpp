@@ -39,8 +39,8 @@ class TableE2e : public ::testing::Test {
     void edit(const QList<QStringList>& commands) const {
         for (const QStringList& words : commands) {
             const RunResult result = table(words);
-            ASSERT_EQ(result.exitCode, 0) << words.join(' ').toStdString() << ": "
-                                          << result.err.toStdString();
+            ASSERT_EQ(result.exitCode, 0)
+                << words.join(' ').toStdString() << ": " << result.err.toStdString();
         }
     }
 
@@ -80,8 +80,8 @@ TEST_F(TableE2e, AnswerFilesAreRenamedWithTheirQuestions) {
     for (int i = 0; i < 3; ++i)
         ASSERT_NO_FATAL_FAILURE(edit({{"VOTE.CFG", "insert"}}));
     for (int n = 1; n <= 3; ++n)
-        ASSERT_NO_FATAL_FAILURE(sandbox.write(QStringLiteral("DATA/VOTE%1.DAT").arg(n),
-                                              QByteArray::number(n)));
+        ASSERT_NO_FATAL_FAILURE(
+            sandbox.write(QStringLiteral("DATA/VOTE%1.DAT").arg(n), QByteArray::number(n)));
     ASSERT_NO_FATAL_FAILURE(edit({{"VOTE.CFG", "delete", "2"}, {"VOTE.CFG", "move", "2", "up"}}));
     EXPECT_EQ(sandbox.read("DATA/VOTE1.DAT"), "3");
     EXPECT_EQ(sandbox.read("DATA/VOTE2.DAT"), "1");

@@ -34,7 +34,12 @@ const formtable::Table& noteForm() {
         "KELD - Note",
         &kLayout,
         {},
-        {{"note", "&Note:", 0, listedit::kFrame, formtable::Control::Text, {},
+        {{"note",
+          "&Note:",
+          0,
+          listedit::kFrame,
+          formtable::Control::Text,
+          {},
           formtable::Keys::Capitals},
          {"level", "&Level:", 0, listedit::kFrame, formtable::Control::Number}}};
     return form;
