@@ -39,8 +39,7 @@ class RecordFileRows : public TableRows {
 
     Result<QList<Record>> read() override;
     Result<int> insertNew() override;
-    // Adds `record` behind the last row, within the limit; its row.
-    Result<int> append(const Record& record);
+    Result<int> append(const Record& record) override;
     Result<> remove(int row) override;
     Result<> move(int row, bool up) override;
     Result<> edit(int row, const RecordSource::Edit& edit) override;

@@ -55,11 +55,14 @@ Result<> TableModel::takeRows(const std::function<bool(const QList<Record>& now)
 }
 
 Result<> TableModel::insertNew() {
-    return insert([](TableRows& rows) { return rows.insertNew(); });
+    return insert(rows_->insertNew());
 }
 
-Result<> TableModel::insert(const std::function<Result<int>(TableRows& rows)>& add) {
-    const Result<int> inserted = add(*rows_);
+Result<> TableModel::append(const Record& record) {
+    return insert(rows_->append(record));
+}
+
+Result<> TableModel::insert(const Result<int>& inserted) {
     const int row = int(records_.size());
     QList<int> order;
     for (int i = 0; i < row; ++i)

@@ -25,9 +25,8 @@ class TableModel : public QAbstractListModel {
     Result<> reload();
     const Record& record(int row) const { return records_.at(row); }
 
-    // Adds a row through `add`, which puts it behind the last and gives its row.
-    Result<> insert(const std::function<Result<int>(TableRows& rows)>& add);
     Result<> insertNew();
+    Result<> append(const Record& record);
     Result<> remove(int row);
     Result<> move(int row, bool up);
     Result<> edit(int row, const RecordSource::Edit& edit);
@@ -36,6 +35,8 @@ class TableModel : public QAbstractListModel {
     QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;
 
   private:
+    // Takes the rows after `inserted` added one behind the last.
+    Result<> insert(const Result<int>& inserted);
     // Takes the rows as the file now holds them: announced by `begin` and `end` when `expected`
     // says they are what the change should have left, else as a reset.
     Result<> takeRows(const std::function<bool(const QList<Record>& now)>& expected,

@@ -26,6 +26,11 @@ class TableRows {
     virtual Result<QList<Record>> read() = 0;
     // Adds the table's entry for a new row behind the last; its row. Refused at the limit.
     virtual Result<int> insertNew() = 0;
+    // Adds `record` behind the last row, within the limit; its row. Only tables whose rows come
+    // from outside the list (addresses typed elsewhere) take one.
+    virtual Result<int> append(const Record& /*record*/) {
+        return Failure{name() + QStringLiteral(" takes no entries from outside")};
+    }
     virtual Result<> remove(int row) = 0;
     // Swaps a row with the one above (`up`) or below; nothing happens at the ends.
     virtual Result<> move(int row, bool up) = 0;

@@ -237,10 +237,7 @@ void IpConfigDialog::addEntry() {
     if (entry.isEmpty())
         return;
     const Result<Record> record = iplist::recordOf(entry);
-    const Result<> added = record ? entries_->insert([&record](TableRows& rows) {
-        return static_cast<RecordFileRows&>(rows).append(record.value());
-    })
-                                  : Result<>(failureOf(record));
+    const Result<> added = record ? entries_->append(record.value()) : Result<>(failureOf(record));
     report(added);
     if (!added)
         return;

@@ -34,11 +34,7 @@ TEST(IpListTest, RowsFollowTheFileThroughAppendsAndRemovals) {
     QSignalSpy reset(&list, &QAbstractItemModel::modelReset);
     ASSERT_TRUE(list.reload().ok());
     EXPECT_EQ(list.rowCount(), 0);
-    ASSERT_TRUE(list.insert([](TableRows& rows) {
-                        return static_cast<RecordFileRows&>(rows).append(
-                            iplist::recordOf(QStringLiteral("10.7.*.0")).value());
-                    })
-                    .ok());
+    ASSERT_TRUE(list.append(iplist::recordOf(QStringLiteral("10.7.*.0")).value()).ok());
     EXPECT_EQ(tb.read("KELDTSIP.DAT"), TestBoard::ipRecords({"10.7.*.0"}));
     EXPECT_EQ(inserted.count(), 1);
 
