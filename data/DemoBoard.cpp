@@ -70,6 +70,9 @@ Record demoServerConfig(int port) {
     cfg.setI16("pathwarned", 1);
     cfg.setI16("updatetype", 0);
     cfg.setI16("monitortimezone", 0);
+    // The demo has no DOS programs to run daily maintenance or a toss with.
+    cfg.setI16("dailymaint", 0);
+    cfg.setI16("networktossing", 0);
     return cfg;
 }
 

@@ -1,5 +1,7 @@
 #include "server/BoardNodes.h"
 
+#include "server/DosCommand.h"
+
 #include "data/FileHelpers.h"
 #include "platform/DosPath.h"
 #include "platform/ProcessTree.h"
@@ -20,12 +22,6 @@ bool writeFile(const QString& path, const QByteArray& bytes) {
 }
 
 // A program Linux can start by itself: an executable file, or a script with its "#!" line.
-bool startsDirectly(const QString& path) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return false;
-    return file.read(2) == "#!" || QFileInfo(path).isExecutable();
-}
 
 } // namespace
 
@@ -47,34 +43,12 @@ bool BoardNodes::writeTcpipCfg(const QString& handle, int node, const QString& i
                      nodefiles::tcpipCfg({handle, ip, hostName, uptime}, board_.clock.now()));
 }
 
-QStringList BoardNodes::runnable(const QString& dosPath, const QStringList& arguments, int node,
-                                 const QString& handle, QString* error) const {
-    const QString path = resolveDosPath(board_.platform.drives, dosPath, QDir::currentPath()).path;
-    if (startsDirectly(path))
-        return QStringList{path} + arguments;
-    const QString runner = board_.platform.dosRun.trimmed();
-    if (runner.isEmpty()) {
-        *error = QStringLiteral("Cannot run %1: it is a DOS batch and KELDTS.INI names no DOS "
-                                "runner ([Dos] run=)")
-                     .arg(dosPath);
-        return {};
-    }
-    QStringList command;
-    for (QString part : runner.split(QLatin1Char(' '), Qt::SkipEmptyParts)) {
-        part.replace(QLatin1String("{batch}"), path);
-        part.replace(QLatin1String("{node}"), QString::number(node));
-        part.replace(QLatin1String("{fd}"), handle);
-        command << part;
-    }
-    return command;
-}
-
 QStringList BoardNodes::nodeCommand(int node, const QString& handle, QString* error) {
     const Record& cfg = board_.serverConfig;
     const QString mainDos = board_.sysPaths.text("main");
     if (cfg.i16("autoload") == 0) {
-        return runnable(joinDosPath(mainDos, QStringLiteral("LOADBBS.BAT")),
-                        {QString::number(node), handle}, node, handle, error);
+        return dosCommand(board_, joinDosPath(mainDos, QStringLiteral("LOADBBS.BAT")),
+                          {QString::number(node), handle}, node, handle, error);
     }
     const QString batch = QStringLiteral("KTSN%1.BAT").arg(node);
     const nodefiles::BatchInfo info{mainDos,
@@ -89,7 +63,7 @@ QStringList BoardNodes::nodeCommand(int node, const QString& handle, QString* er
         *error = QStringLiteral("Cannot write %1").arg(joinDosPath(mainDos, batch));
         return {};
     }
-    return runnable(joinDosPath(mainDos, batch), {}, node, handle, error);
+    return dosCommand(board_, joinDosPath(mainDos, batch), {}, node, handle, error);
 }
 
 void BoardNodes::launchNode(int node, int socketFd, const QString& handle,

@@ -35,8 +35,6 @@ class BoardNodes final : public NodeServices {
   private:
     // The command that starts node `node`, or an empty list with `error` set.
     QStringList nodeCommand(int node, const QString& handle, QString* error);
-    QStringList runnable(const QString& dosPath, const QStringList& arguments, int node,
-                         const QString& handle, QString* error) const;
     bool anyStateFile() const;
 
     Board& board_;

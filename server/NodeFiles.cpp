@@ -9,14 +9,17 @@
 
 namespace nodefiles {
 
-namespace {
 QByteArray crlfLines(const QStringList& lines) {
     QByteArray out;
     for (const QString& line : lines)
         out += cp437::fromUnicode(line) + "\r\n";
     return out;
 }
-} // namespace
+
+QStringList batchHead(const QString& mainDirectory, const QDateTime& now) {
+    return {QStringLiteral("@ECHO OFF"), QStringLiteral("REM ") + createdBy(now),
+            mainDirectory.left(2), QStringLiteral("CD ") + mainDirectory};
+}
 
 QString createdBy(const QDateTime& now) {
     return QStringLiteral("This file created by KELDTS v%1 @ %2 on %3")
@@ -43,22 +46,15 @@ QByteArray nodeBatch(const BatchInfo& info, const QDateTime& now) {
     const QString m = info.mainDirectory.trimmed();
     const QString d = m.left(2);
     const QString n = QString::number(info.node);
-    QStringList lines{
-        QStringLiteral("@ECHO OFF"),
-        QStringLiteral("REM ") + createdBy(now),
-        d,
-        QStringLiteral("CD ") + m,
-        QStringLiteral("PCANSI.COM > NUL."),
-        m + QStringLiteral("\\NETFOSS.COM /N") + n,
-        QStringLiteral("IF ERRORLEVEL 1 GOTO END"),
-        QStringLiteral("%1\\NETCOM.EXE /N%2 /H%3 /S%4 /B%5 /W%6 BBS.EXE %2 /AC /B115200 /H")
-            .arg(m, n, info.handle.trimmed())
-            .arg(info.netfossSleep)
-            .arg(info.netfossBuffer)
-            .arg(info.netfossDelay),
-        m + QStringLiteral("\\NETFOSS.COM /U"),
-        d,
-        QStringLiteral("CD ") + m};
+    QStringList lines = batchHead(m, now);
+    lines << QStringLiteral("PCANSI.COM > NUL.") << m + QStringLiteral("\\NETFOSS.COM /N") + n
+          << QStringLiteral("IF ERRORLEVEL 1 GOTO END")
+          << QStringLiteral("%1\\NETCOM.EXE /N%2 /H%3 /S%4 /B%5 /W%6 BBS.EXE %2 /AC /B115200 /H")
+                 .arg(m, n, info.handle.trimmed())
+                 .arg(info.netfossSleep)
+                 .arg(info.netfossBuffer)
+                 .arg(info.netfossDelay)
+          << m + QStringLiteral("\\NETFOSS.COM /U") << d << QStringLiteral("CD ") + m;
     if (info.logoffBat == 2 || (info.logoffBat == 1 && info.node == 1))
         lines << QStringLiteral("IF EXIST LOGOFF.BAT CALL LOGOFF.BAT ") + n;
     lines << QStringLiteral(":END") << d << QStringLiteral("CD ") + m

@@ -3,11 +3,19 @@
 #include <QByteArray>
 #include <QDateTime>
 #include <QString>
+#include <QStringList>
 
 class Board;
 
 // The files the server writes for a node as it starts it, as the DOS node programs read them.
 namespace nodefiles {
+
+// The lines, each ended by CR LF, in the DOS code page.
+QByteArray crlfLines(const QStringList& lines);
+
+// The first lines of every batch the server writes: echo off, who wrote it and when, and the
+// main directory's drive and directory made current.
+QStringList batchHead(const QString& mainDirectory, const QDateTime& now);
 
 // "This file created by KELDTS v<version> @ hh:nn:ss on mm/dd/yyyy".
 QString createdBy(const QDateTime& now);

@@ -26,7 +26,8 @@ Server::Server(Board& board, BoardLogs& logs, DebugPane& pane, NodeServices& nod
                ConsoleFace& face, QObject* parent)
     : QObject(parent), board_(board), logs_(logs), pane_(pane), nodes_(nodes), face_(face),
       listener_(new TelnetListener(this)),
-      ipFilter_([this](const QString& ip) { return isIpAllowed(board_, ip); }) {
+      ipFilter_([this](const QString& ip) { return isIpAllowed(board_, ip); }), batchRunner_(board),
+      work_(board, logs, batchRunner_, [this] { return nodes_.isNodeInUse(0); }) {
     // The timers keep the names they have always had, Timer1 to Timer5, and can be found by them.
     int number = 0;
     for (QTimer* timer : {&timer1_, &timer2_, &timer3_, &timer4_, &timer5_}) {
@@ -73,6 +74,7 @@ bool Server::load(const QString& commandLine, const QString& startDirectory) {
     const ScreenGeometry geometry = face_.geometry();
     WindowPlacement placement = loadWindowState(board_, geometry);
     writeServerVersion(board_);
+    work_.removeLeftoverBatches();
     if (board_.serverConfig.i16("mintotray") == 1)
         face_.trayAdd(QStringLiteral("KELDTS - Online"), 101);
     if (getCommandSwitch(commandLine, QStringLiteral("/RESETWINDOW")).isEmpty()) {
@@ -104,6 +106,7 @@ bool Server::load(const QString& commandLine, const QString& startDirectory) {
     logs_.writeEventLog(
         QStringLiteral("--- KELDTS v%1 Loaded").arg(QString::fromLatin1(Board::kVersion)));
     face_.showForm();
+    work_.startUp();
     if (board_.serverConfig.i16("updatetype") > 0)
         timer5_.start();
     emit runStateChanged(board_.serverState);
@@ -340,19 +343,23 @@ void Server::watchdogTick() {
 
 void Server::minuteTick() {
     const ConfigLoad loaded = loadSystemConfig(board_);
-    if (loaded.fatal)
+    if (loaded.fatal) {
         onFatal(loaded.text);
+        return;
+    }
+    work_.minuteTick();
 }
 
 void Server::secondTick() {
     const QDateTime now = board_.clock.now();
-    if (now.date() == board_.displayDate)
-        return;
-    board_.displayDate = now.date();
-    pane_.clear();
-    logs_.writeDebugPane(now.toString(QStringLiteral("HH:mm:ss")) + QStringLiteral(" : ") +
-                         now.toString(QStringLiteral("MM/dd/yyyy")) +
-                         QStringLiteral(" : Daily Display Reset."));
+    if (now.date() != board_.displayDate) {
+        board_.displayDate = now.date();
+        pane_.clear();
+        logs_.writeDebugPane(now.toString(QStringLiteral("HH:mm:ss")) + QStringLiteral(" : ") +
+                             now.toString(QStringLiteral("MM/dd/yyyy")) +
+                             QStringLiteral(" : Daily Display Reset."));
+    }
+    work_.secondTick();
 }
 
 void Server::updateTick() {
@@ -394,7 +401,20 @@ QString Server::control(const QString& command, std::function<void()>& after) {
         serverOffline();
     else if (word == QLatin1String("reload"))
         reloadConfig();
-    else if (word == QLatin1String("exit")) {
+    else if (word == QLatin1String("toss") || word == QLatin1String("event-batch")) {
+        const Result<> ran =
+            word == QLatin1String("toss") ? work_.runTossBatch() : work_.runEventBatch();
+        if (!ran) {
+            logs_.reportError(ran.error());
+            return QStringLiteral("failed: ") + ran.error();
+        }
+        return QStringLiteral("done");
+    } else if (word == QLatin1String("ksweep") || word == QLatin1String("ksweep --yes")) {
+        QueuedAnswers answers(board_.dialogs, {word.endsWith(QLatin1String("--yes"))});
+        QString outcome;
+        work_.sweep(answers, [&outcome](const QString& said) { outcome = said; });
+        return outcome;
+    } else if (word == QLatin1String("exit")) {
         after = [this] { leaveUnattended(); };
         return QStringLiteral("exiting");
     } else if (const auto reply =

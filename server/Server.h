@@ -5,6 +5,7 @@
 #include "server/AdmissionGate.h"
 #include "server/ConsoleFace.h"
 #include "server/NodeServices.h"
+#include "server/ScheduledWork.h"
 
 #include <QObject>
 #include <QTimer>
@@ -58,6 +59,8 @@ class Server : public QObject {
     // Who decides whether a caller's address may come in: KELDTSIP.DAT unless a test says.
     void setIpFilter(std::function<bool(const QString&)> filter) { ipFilter_ = std::move(filter); }
     quint16 listeningPort() const;
+    // The unattended duties, which the Tools menu also starts by hand.
+    ScheduledWork& scheduledWork() { return work_; }
     Board& board() { return board_; }
 
   signals:
@@ -92,4 +95,6 @@ class Server : public QObject {
     AdmissionGate gate_;
     std::unique_ptr<struct AdmissionContext> context_;
     NodeCommands* nodeCommands_ = nullptr;
+    DetachedBatchRunner batchRunner_;
+    ScheduledWork work_;
 };

@@ -117,7 +117,27 @@ MainWindow::MainWindow(DebugPane& pane, QWidget* parent) : QMainWindow(parent) {
     connect(reload, &QAction::triggered, this, [this] { server_->reloadConfig(); });
     connect(exit, &QAction::triggered, this,
             [this] { server_->queryUnload(Server::CloseReason::ExitCommand, *dialogs_); });
+    buildTools();
     buildTray();
+}
+
+void MainWindow::buildTools() {
+    auto* tools = menuBar()->findChild<QMenu*>(QStringLiteral("mnuTools"));
+    tools->addSeparator();
+    connect(addMenuAction(tools, "mnuToolsToss", QStringLiteral("Manually &Toss Packets")),
+            &QAction::triggered, this,
+            [this] { runDuty(server_->scheduledWork().runTossBatch()); });
+    connect(addMenuAction(tools, "mnuToolsEventBat", QStringLiteral("Manually Run &KTSEVNT.BAT")),
+            &QAction::triggered, this,
+            [this] { runDuty(server_->scheduledWork().runEventBatch()); });
+    connect(addMenuAction(tools, "mnuToolsKsweep", QStringLiteral("&Clean the Databases (KSWEEP)")),
+            &QAction::triggered, this,
+            [this] { server_->scheduledWork().sweep(*dialogs_, [](const QString&) {}); });
+}
+
+void MainWindow::runDuty(const Result<>& result) {
+    if (!result)
+        server_->board().logs.reportError(result.error());
 }
 
 void MainWindow::buildFormMenus() {

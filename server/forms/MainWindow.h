@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Result.h"
 #include "server/ConsoleFace.h"
 
 #include <QDialog>
@@ -52,6 +53,9 @@ class MainWindow : public QMainWindow, public ConsoleFace {
 
   private:
     QAction* addMenuAction(QMenu* menu, const char* name, const QString& text);
+    // The Tools menu's commands that start the board's unattended duties by hand.
+    void buildTools();
+    void runDuty(const Result<>& result);
     void buildFormMenus();
     void buildTray();
     // Opens a form from its menu entry; only one is open at a time.
