@@ -27,6 +27,7 @@ namespace {
 const char* kUsage = "usage: keldts [--headless] [/RESETWINDOW]\n"
                      "       keldts demo [DIR] [--port N] [--no-run] [--headless]\n"
                      "       keldts ctl [--board DIR] start|stop|offline|reload|exit|status|nodes\n"
+                     "       keldts ctl [--board DIR] toss|event-batch|ksweep [--yes]\n"
                      "       keldts ctl [--board DIR] node N "
                      "show|hide|chat|boot|noise|close|reset|block [--yes]\n"
                      "       keldts ctl [--board DIR] reset-all|boot-all [--yes]\n"

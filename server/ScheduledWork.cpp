@@ -7,6 +7,7 @@
 #include "data/SystemConfig.h"
 #include "data/records/BoardFiles.h"
 #include "platform/FileWrite.h"
+#include "platform/Wildcard.h"
 #include "server/NodeFiles.h"
 
 #include <QDir>
@@ -59,10 +60,13 @@ bool ScheduledWork::reported(const Result<>& result) {
 
 void ScheduledWork::removeLeftoverBatches() {
     const QDir main(board_.directoryPath("main"));
+    const QStringList files = main.entryList(QDir::Files);
     for (const char* pattern : {"KTSDMNT.BAT", "KTSTOSS.BAT", "KTSLLGN.BAT", "KTSN???.BAT",
                                 "EVNT????.BAT", "KTSSWEEP.BAT"}) {
-        for (const QString& name : main.entryList({QLatin1String(pattern)}, QDir::Files))
-            QFile::remove(main.filePath(name));
+        for (const QString& name : files) {
+            if (matchesDosWildcard(QLatin1String(pattern), name))
+                QFile::remove(main.filePath(name));
+        }
     }
 }
 
