@@ -272,4 +272,18 @@ const formtable::Table& fbHead() {
     return form;
 }
 
+const formtable::Table& fileTriggers() {
+    static const formtable::Table form{"frmTriggersEdit",
+                                       "KELDTS - File Triggers",
+                                       &fileTriggerLayout(),
+                                       {},
+                                       {
+                                           text("trigger", "&Trigger:"),
+                                           text("command", "&Command:"),
+                                           text("parameters", "&Parameters:"),
+                                           flag("deletetrigger", "&Delete Trigger File?"),
+                                       }};
+    return form;
+}
+
 } // namespace listedit

@@ -20,6 +20,7 @@ const formtable::Table& autoResponse();
 const formtable::Table& action();
 const formtable::Table& room();
 const formtable::Table& fbLine();
+const formtable::Table& fileTriggers();
 // The two header boxes above a function block's lines.
 const formtable::Table& fbHead();
 

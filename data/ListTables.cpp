@@ -10,6 +10,7 @@
 #include "data/TimeRules.h"
 #include "data/records/BoardFiles.h"
 #include "data/records/TextLines.h"
+#include "platform/Wildcard.h"
 
 #include <QRegularExpression>
 
@@ -47,6 +48,16 @@ Rows protocolRows(const Board& board, const RecordLayout& file) {
 
 Rows textLineRows(const Board& board, TextLineRows::Table table, const QString& name = {}) {
     return std::make_unique<TextLineRows>(board, std::move(table), name);
+}
+
+// Deleting every file a wildcard matches is worth a second thought.
+std::optional<Question> wildcardDeletion(const Record& trigger) {
+    if (trigger.i16("deletetrigger") != 1 || !hasDosWildcard(trigger.text("trigger")))
+        return std::nullopt;
+    return Question{QStringLiteral("KELDTS - File Triggering"),
+                    QStringLiteral("You are using wildcards and have enabled the option to delete "
+                                   "the trigger.\nThis will delete any file that meets the "
+                                   "wildcard and could be dangerous.\nDo you want to proceed?")};
 }
 
 const ListTable kTables[] = {
@@ -209,6 +220,15 @@ const ListTable kTables[] = {
              .arg(r.i16("fbtype"))
              .arg(r.text("fbcommand"));
      }},
+    {"KELDTSTR.DAT", "frmTriggers", "lstTriggers", "KELDTS - File Triggers", "Triggers (", "Entry ",
+     "trigger", &listedit::fileTriggers,
+     [](const Board& board, int, const QString&) {
+         return recordRows(board, records(fileTriggerLayout(), "trigger", 200, [](Record& r) {
+                               r.setText("trigger", QStringLiteral("trigger"));
+                           }));
+     },
+     [](const Record& r) { return r.text("trigger"); }, 0, true, true, false, "fraTriggers",
+     &wildcardDeletion},
 };
 
 bool isFunctionBlock(const ListTable& table) {

@@ -6,6 +6,7 @@
 #include <QString>
 
 #include <memory>
+#include <optional>
 #include <span>
 
 class Board;
@@ -33,6 +34,10 @@ struct ListTable {
     int numberWidth = 0;
     bool inserts = true;
     bool removes = true;
+    bool moves = true;
+    const char* listFrame = "fraList"; // the list's frame's object name
+    // What the edit form asks before it stores a row, where the row's values call for it.
+    std::optional<Question> (*confirmation)(const Record& edited) = nullptr;
 };
 
 std::span<const ListTable> all();

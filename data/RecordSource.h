@@ -6,8 +6,16 @@
 #include <QString>
 
 #include <functional>
+#include <optional>
 
 class Board;
+
+// What the sysop is asked before a record is stored, when its values call for a second
+// thought.
+struct Question {
+    QString title;
+    QString text;
+};
 
 // Where an editor's record comes from and goes back to. A source does all the file work and
 // words what goes wrong in the board's own texts, so that a form only shows what it is told and
@@ -24,6 +32,11 @@ class RecordSource {
     // What the record's own rules refuse in an edited record, before anything is written; the
     // form stays open with what was typed.
     virtual Result<> check(const Record& /*edited*/) const { return {}; }
+    // What to ask before an edited record that passed the checks is stored; nothing is stored
+    // unless the answer is Yes.
+    virtual std::optional<Question> confirmation(const Record& /*edited*/) const {
+        return std::nullopt;
+    }
     // Reads the record again, applies `edit` and stores it, so that fields a node program
     // changed meanwhile and the sysop did not keep the node's values.
     virtual Result<> save(const Edit& edit) = 0;

@@ -150,12 +150,8 @@ class Command {
             return done(rows_.remove(row.value()));
         if (verb == QLatin1String("move") && args.size() == 2)
             return move(row.value(), args.at(1));
-        if (verb == QLatin1String("set")) {
-            const Result<QList<Assignment>> values = assignments(table_.form(), args.mid(1));
-            if (!values)
-                return failureOf(values);
-            return done(rows_.edit(row.value(), applying(table_.form(), values.value())));
-        }
+        if (verb == QLatin1String("set"))
+            return set(records->at(row.value()), row.value(), args.mid(1));
         return usageFailure();
     }
 
@@ -191,6 +187,24 @@ class Command {
         if (asJson)
             return json(toJson(record, rows_.numberOf(row)));
         return formLines(table_.form(), record);
+    }
+
+    // With "--yes" among the words, what the edit form would ask is taken as answered Yes.
+    Result<QString> set(const Record& current, int row, QStringList words) {
+        const bool confirmed = words.removeAll(QStringLiteral("--yes")) > 0;
+        const Result<QList<Assignment>> values = assignments(table_.form(), words);
+        if (!values)
+            return failureOf(values);
+        const RecordSource::Edit edit = applying(table_.form(), values.value());
+        if (table_.confirmation && !confirmed) {
+            const Result<Record> edited = edit(current);
+            if (!edited)
+                return failureOf(edited);
+            if (std::optional<Question> question = table_.confirmation(edited.value()))
+                return Failure{question->text.replace(QLatin1Char('\n'), QLatin1Char(' ')) +
+                               QStringLiteral(" (add --yes to proceed)")};
+        }
+        return done(rows_.edit(row, edit));
     }
 
     Result<QString> insert() {
@@ -236,7 +250,7 @@ QString usage() {
         "       keldts table [--board DIR] NAME insert\n"
         "       keldts table [--board DIR] NAME delete N\n"
         "       keldts table [--board DIR] NAME move N up|down\n"
-        "       keldts table [--board DIR] NAME set N FIELD=VALUE...\n"
+        "       keldts table [--board DIR] NAME set N FIELD=VALUE... [--yes]\n"
         "       keldts table [--board DIR] NAME.FB head [FIELD=VALUE...]\n"
         "(NAME is a board file such as DOORS.CFG; DIR, by default the current directory, "
         "holds KELDTS.INI and SYSPATHS.CFG)\n");

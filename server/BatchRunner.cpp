@@ -5,9 +5,10 @@
 
 #include <QProcess>
 
-Result<> DetachedBatchRunner::run(const QString& dosPath, Style /*style*/) {
+Result<> DetachedBatchRunner::run(const QString& dosPath, const QStringList& arguments,
+                                  Style /*style*/) {
     QString error;
-    const QStringList command = dosCommand(board_, dosPath, {}, 0, QString(), &error);
+    const QStringList command = dosCommand(board_, dosPath, arguments, 0, QString(), &error);
     if (command.isEmpty())
         return Failure{error};
     QProcess process;

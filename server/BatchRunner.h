@@ -3,6 +3,7 @@
 #include "platform/Result.h"
 
 #include <QString>
+#include <QStringList>
 
 class Board;
 
@@ -13,8 +14,9 @@ class BatchRunner {
     enum class Style { Hidden, Minimized, Normal };
 
     virtual ~BatchRunner() = default;
-    // Starts the batch at the DOS path `dosPath`; fails when it could not be started.
-    virtual Result<> run(const QString& dosPath, Style style) = 0;
+    // Starts the batch or program at the DOS path `dosPath`; fails when it could not be
+    // started.
+    virtual Result<> run(const QString& dosPath, const QStringList& arguments, Style style) = 0;
 };
 
 // Runs each batch as a process of its own through the board's DOS runner, in the main
@@ -22,7 +24,7 @@ class BatchRunner {
 class DetachedBatchRunner final : public BatchRunner {
   public:
     explicit DetachedBatchRunner(const Board& board) : board_(board) {}
-    Result<> run(const QString& dosPath, Style style) override;
+    Result<> run(const QString& dosPath, const QStringList& arguments, Style style) override;
 
   private:
     const Board& board_;

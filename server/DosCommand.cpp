@@ -31,6 +31,10 @@ QStringList dosCommand(const Board& board, const QString& dosPath, const QString
     }
     QStringList command;
     for (QString part : runner.split(QLatin1Char(' '), Qt::SkipEmptyParts)) {
+        if (part == QLatin1String("{args}")) {
+            command << arguments;
+            continue;
+        }
         part.replace(QLatin1String("{batch}"), path);
         part.replace(QLatin1String("{node}"), node > 0 ? QString::number(node) : QString());
         part.replace(QLatin1String("{fd}"), handle);

@@ -42,7 +42,7 @@ Result<> ScheduledWork::writeAndRun(const QString& name, const QByteArray& text,
                                     BatchRunner::Style style) {
     if (Result<> written = filewrite::replace(mainPath(name), text); !written)
         return written;
-    return runner_.run(mainDos() + QLatin1Char('\\') + name, style);
+    return runner_.run(mainDos() + QLatin1Char('\\') + name, {}, style);
 }
 
 void ScheduledWork::reportDaily(const QString& text) {
@@ -134,8 +134,8 @@ Result<> ScheduledWork::runEventBatch() {
     board_.serverConfig.setText("eventbatchdate", yymmdd(board_.clock.now()));
     if (Result<> saved = writeServerConfig(board_, board_.serverConfig); !saved)
         return saved;
-    if (Result<> ran =
-            runner_.run(mainDos() + QStringLiteral("\\KTSEVNT.BAT"), BatchRunner::Style::Minimized);
+    if (Result<> ran = runner_.run(mainDos() + QStringLiteral("\\KTSEVNT.BAT"), {},
+                                   BatchRunner::Style::Minimized);
         !ran)
         return ran;
     reportDaily(QStringLiteral("KTSEVNT.BAT was Executed"));

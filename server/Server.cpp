@@ -27,7 +27,8 @@ Server::Server(Board& board, BoardLogs& logs, DebugPane& pane, NodeServices& nod
     : QObject(parent), board_(board), logs_(logs), pane_(pane), nodes_(nodes), face_(face),
       listener_(new TelnetListener(this)),
       ipFilter_([this](const QString& ip) { return isIpAllowed(board_, ip); }), batchRunner_(board),
-      work_(board, logs, batchRunner_, [this] { return nodes_.isNodeInUse(0); }) {
+      work_(board, logs, batchRunner_, [this] { return nodes_.isNodeInUse(0); }),
+      triggers_(board, logs, nodes, batchRunner_) {
     // The timers keep the names they have always had, Timer1 to Timer5, and can be found by them.
     int number = 0;
     for (QTimer* timer : {&timer1_, &timer2_, &timer3_, &timer4_, &timer5_}) {
@@ -348,6 +349,7 @@ void Server::minuteTick() {
         return;
     }
     work_.minuteTick();
+    triggers_.poll();
 }
 
 void Server::secondTick() {

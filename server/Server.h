@@ -4,6 +4,7 @@
 #include "data/Board.h"
 #include "server/AdmissionGate.h"
 #include "server/ConsoleFace.h"
+#include "server/FileTriggers.h"
 #include "server/NodeServices.h"
 #include "server/ScheduledWork.h"
 
@@ -97,4 +98,5 @@ class Server : public QObject {
     NodeCommands* nodeCommands_ = nullptr;
     DetachedBatchRunner batchRunner_;
     ScheduledWork work_;
+    FileTriggers triggers_;
 };

@@ -9,7 +9,8 @@
 ListEditForm::ListEditForm(const listtables::ListTable& table, TableRows& rows, int row,
                            Board& board, QWidget* parent)
     : RecordDialog(table.form(),
-                   std::make_unique<TableRowSource>(rows, row, QLatin1String(table.kind)),
+                   std::make_unique<TableRowSource>(rows, row, QLatin1String(table.kind),
+                                                    table.confirmation),
                    board.dialogs, parent),
       pickFolder(folderbrowse::fileDialog(this)), table_(table), rows_(rows), row_(row),
       source_(static_cast<TableRowSource*>(&source())) {

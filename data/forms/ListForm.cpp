@@ -39,7 +39,7 @@ ListForm::ListForm(const listtables::ListTable& table, std::unique_ptr<TableRows
       frame_(new QGroupBox(this)), list_(new QListView(frame_)), buttons_(new QVBoxLayout) {
     setObjectName(QLatin1String(table.listForm));
     setWindowTitle(QLatin1String(table.caption));
-    frame_->setObjectName(QStringLiteral("fraList"));
+    frame_->setObjectName(QLatin1String(table.listFrame));
     list_->setObjectName(QLatin1String(table.list));
     list_->setModel(model_);
     list_->setEditTriggers(QAbstractItemView::NoEditTriggers);
@@ -56,14 +56,10 @@ ListForm::ListForm(const listtables::ListTable& table, std::unique_ptr<TableRows
         insert_ = button("cmdInsert", QStringLiteral("&Insert"), &ListForm::insert);
     if (table.removes)
         delete_ = button("cmdDelete", QStringLiteral("&Delete"), &ListForm::remove);
-    moveUp_ = new QPushButton(QStringLiteral("Move &Up"), this);
-    moveUp_->setObjectName(QStringLiteral("cmdMoveUp"));
-    connect(moveUp_, &QPushButton::clicked, this, [this] { move(true); });
-    moveDown_ = new QPushButton(QStringLiteral("Move Do&wn"), this);
-    moveDown_->setObjectName(QStringLiteral("cmdMoveDown"));
-    connect(moveDown_, &QPushButton::clicked, this, [this] { move(false); });
-    buttons_->addWidget(moveUp_);
-    buttons_->addWidget(moveDown_);
+    if (table.moves) {
+        moveUp_ = button("cmdMoveUp", QStringLiteral("Move &Up"), &ListForm::moveUp);
+        moveDown_ = button("cmdMoveDown", QStringLiteral("Move Do&wn"), &ListForm::moveDown);
+    }
     buttons_->addStretch();
     auto* close = new QPushButton(QStringLiteral("Close"), this);
     close->setObjectName(QStringLiteral("cmdCancel"));
@@ -130,8 +126,10 @@ void ListForm::updateButtons() {
     edit_->setEnabled(count > 0);
     if (delete_)
         delete_->setEnabled(count > 0);
-    moveUp_->setEnabled(count > 1);
-    moveDown_->setEnabled(count > 1);
+    for (QPushButton* move : {moveUp_, moveDown_}) {
+        if (move)
+            move->setEnabled(count > 1);
+    }
 }
 
 void ListForm::reload(int row) {
@@ -191,6 +189,14 @@ void ListForm::remove() {
         return;
     BusyGuard busy(busy_);
     report(model_->remove(row), row);
+}
+
+void ListForm::moveUp() {
+    move(true);
+}
+
+void ListForm::moveDown() {
+    move(false);
 }
 
 void ListForm::move(bool up) {

@@ -58,6 +58,8 @@ class ListForm : public QDialog {
     void edit();
     void insert();
     void remove();
+    void moveUp();
+    void moveDown();
     void move(bool up);
     void select(int row);
     QPushButton* button(const char* name, const QString& text, void (ListForm::*slot)());
@@ -71,7 +73,7 @@ class ListForm : public QDialog {
     QPushButton* edit_;
     QPushButton* insert_ = nullptr;
     QPushButton* delete_ = nullptr;
-    QPushButton* moveUp_;
-    QPushButton* moveDown_;
+    QPushButton* moveUp_ = nullptr;
+    QPushButton* moveDown_ = nullptr;
     bool busy_ = false;
 };

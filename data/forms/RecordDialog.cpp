@@ -3,6 +3,7 @@
 #include "platform/Dialogs.h"
 
 #include <QHBoxLayout>
+#include <QPointer>
 #include <QPushButton>
 #include <QVBoxLayout>
 
@@ -65,6 +66,18 @@ void RecordDialog::save() {
         dialogs_.message(kErrorTitle, acceptable.error(), MessageIcon::Information);
         return;
     }
+    if (const std::optional<Question> question = source_->confirmation(edited.value())) {
+        dialogs_.ask(question->title, question->text, false,
+                     [form = QPointer<RecordDialog>(this)](bool yes) {
+                         if (form && yes)
+                             form->store();
+                     });
+        return;
+    }
+    store();
+}
+
+void RecordDialog::store() {
     const Result<> stored =
         source_->save([this](const Record& current) { return editor_->applyTo(current); });
     if (!stored) {

@@ -43,6 +43,9 @@ class RecordDialog : public QDialog {
     void failed(const QString& text);
 
   private:
+    // Writes what the sysop changed and closes, or says why not.
+    void store();
+
     RecordEditor* editor_;
     std::unique_ptr<RecordSource> source_;
     Dialogs& dialogs_;

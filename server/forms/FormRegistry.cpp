@@ -30,9 +30,9 @@ QDialog* loaded(ListForm* form) {
     return nullptr;
 }
 
-FormEntry listEntry(const char* name, const char* text, const char* fileName) {
-    return {"mnuSettingsKeldconfig", name, text, nullptr,
-            [fileName](FormContext& c, QWidget* parent) {
+FormEntry listEntry(const char* name, const char* text, const char* fileName,
+                    const char* menu = "mnuSettingsKeldconfig") {
+    return {menu, name, text, nullptr, [fileName](FormContext& c, QWidget* parent) {
                 const listtables::ListTable& table = listtables::named(fileName);
                 return loaded(new ListForm(table, table.rows(c.board, 0, {}), c.board, parent));
             }};
@@ -93,6 +93,7 @@ const std::vector<FormEntry>& entries() {
                          ScriptFilesForm::Kind::FunctionBlocks),
         scriptFilesEntry("mnuToolsScriptEditor", "&Script Editor...",
                          ScriptFilesForm::Kind::Scripts),
+        listEntry("mnuSettingsTriggers", "File &Triggers...", "KELDTSTR.DAT", "mnuSettings"),
         {"mnuSettings", "mnuSettingsIPConfig", "&IP Restrictions...", nullptr,
          [](FormContext& c, QWidget* parent) -> QDialog* {
              return new IpConfigDialog(c.board, parent);

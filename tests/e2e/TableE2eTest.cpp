@@ -116,6 +116,16 @@ TEST_F(TableE2e, BadInputIsRefusedAndTheFileKeptAsItWas) {
     EXPECT_EQ(atLimit.err, "UPLOAD.CFG holds 49 entries, as many as it may\n");
     EXPECT_EQ(sandbox.read("UPLOAD.CFG"), full);
 
+    // What the edit form would ask must be answered on the command line.
+    ASSERT_NO_FATAL_FAILURE(edit({{"KELDTSTR.DAT", "insert"}}));
+    const QStringList wildcard{"KELDTSTR.DAT", "set", "1", "trigger=C:\\IN\\*.FLG",
+                               "deletetrigger=1"};
+    const QByteArray triggers = sandbox.read("KELDTSTR.DAT");
+    EXPECT_EQ(table(wildcard).exitCode, 2);
+    EXPECT_EQ(sandbox.read("KELDTSTR.DAT"), triggers);
+    EXPECT_EQ(table(wildcard + QStringList{"--yes"}).exitCode, 0);
+    EXPECT_TRUE(sandbox.read("KELDTSTR.DAT").startsWith("C:\\IN\\*.FLG "));
+
     ASSERT_TRUE(QDir().mkdir(sandbox.path("RANDOM.CFG")));
     const RunResult unreadable = table({"RANDOM.CFG", "list"});
     EXPECT_EQ(unreadable.exitCode, 2);

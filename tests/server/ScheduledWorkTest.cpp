@@ -2,6 +2,7 @@
 
 #include "data/RecordFile.h"
 #include "data/records/BoardFiles.h"
+#include "support/RecordingRunner.h"
 #include "support/TestBoard.h"
 
 #include <QFile>
@@ -9,21 +10,6 @@
 #include <gtest/gtest.h>
 
 namespace {
-
-// Takes note of every batch it is asked to start.
-class RecordingRunner final : public BatchRunner {
-  public:
-    Result<> run(const QString& dosPath, Style style) override {
-        runs.push_back({dosPath, style});
-        return {};
-    }
-    struct Run {
-        QString path;
-        Style style;
-        bool operator==(const Run&) const = default;
-    };
-    std::vector<Run> runs;
-};
 
 using Style = BatchRunner::Style;
 

@@ -8,6 +8,7 @@
 #include "data/records/BoardFiles.h"
 #include "support/TestBoard.h"
 
+#include <QCheckBox>
 #include <QDir>
 #include <QGroupBox>
 #include <QLineEdit>
@@ -167,6 +168,29 @@ TEST_F(ListFormTest, TheEditFormChangesTheSelectedRowWhileTheListWaits) {
     EXPECT_FALSE(form.busy());
     EXPECT_EQ(rows(form).last(), "2: CHANGED");
     EXPECT_EQ(form.selectedRow(), 1);
+}
+
+// A trigger that deletes whatever its wildcard matches is stored only after a Yes.
+TEST_F(ListFormTest, AWildcardDeletionIsStoredOnlyAfterAYes) {
+    const listtables::ListTable& triggers = listtables::named("KELDTSTR.DAT");
+    ListForm form(triggers, triggers.rows(*tb.board, 0, {}), *tb.board);
+    ASSERT_TRUE(form.load());
+    EXPECT_EQ(form.findChild<QPushButton*>("cmdMoveUp"), nullptr);
+    click(&form, "cmdInsert");
+    QSignalSpy opened(&form, &ListForm::formOpened);
+    click(&form, "cmdEdit");
+    ASSERT_EQ(opened.count(), 1);
+    auto* edit = opened.first().first().value<QDialog*>();
+    child<QLineEdit>(edit, "trigger")->setText(QStringLiteral("C:\\IN\\*.FLG"));
+    child<QCheckBox>(edit, "deletetrigger")->setChecked(true);
+    tb.dialogs.answers = {false, true};
+    click(edit, "cmdOK");
+    EXPECT_TRUE(form.busy()) << "No leaves the edit form open";
+    EXPECT_TRUE(tb.read("KELDTSTR.DAT").startsWith("trigger "));
+    click(edit, "cmdOK");
+    EXPECT_EQ(tb.dialogs.shown.back().title, "KELDTS - File Triggering");
+    EXPECT_TRUE(tb.read("KELDTSTR.DAT").startsWith("C:\\IN\\*.FLG "));
+    EXPECT_FALSE(form.busy());
 }
 
 TEST_F(ListFormTest, ATableThatCannotBeReadIsSaidAndNotShown) {
