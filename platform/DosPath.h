@@ -11,6 +11,7 @@ class DriveMap {
     bool isMapped(QChar drive) const;
     QString directoryOf(QChar drive) const;
     bool isEmpty() const { return drives_.isEmpty(); }
+    QList<QChar> drives() const { return drives_.keys(); }
 
   private:
     QMap<QChar, QString> drives_;

@@ -1,6 +1,8 @@
 #include "server/DosCommand.h"
 
 #include "data/Board.h"
+#include "platform/DosBoxProfile.h"
+#include "platform/FileWrite.h"
 
 #include <QDir>
 #include <QFile>
@@ -13,6 +15,30 @@ bool startsDirectly(const QString& path) {
     if (!file.open(QIODevice::ReadOnly))
         return false;
     return file.read(2) == "#!" || QFileInfo(path).isExecutable();
+}
+
+// The built-in profile. Its configuration lies in the board's temporary directory, one for each
+// program, where DOSBox finds it whenever it gets round to reading it.
+QStringList dosBoxCommand(const Board& board, const QString& dosPath, const QStringList& arguments,
+                          int node, QString* error) {
+    if (node > 0) {
+        *error = QStringLiteral("Cannot run %1: the dosbox profile runs batches, not nodes; give "
+                                "the nodes a [Dos] run= template of their own")
+                     .arg(dosPath);
+        return {};
+    }
+    const QString name = dosPath.section(QLatin1Char('\\'), -1).toUpper();
+    const QString config = board.filePath("temp", QStringLiteral("DOSBOX\\%1.CNF").arg(name));
+    const Result<> written =
+        QDir().mkpath(QFileInfo(config).path())
+            ? filewrite::replace(config,
+                                 dosbox::configuration(board.platform.drives, dosPath, arguments))
+            : Result<>(Failure{QStringLiteral("Cannot create %1").arg(QFileInfo(config).path())});
+    if (!written) {
+        *error = written.error();
+        return {};
+    }
+    return dosbox::command(config);
 }
 
 } // namespace
@@ -29,6 +55,8 @@ QStringList dosCommand(const Board& board, const QString& dosPath, const QString
                      .arg(dosPath);
         return {};
     }
+    if (runner == QLatin1String("dosbox"))
+        return dosBoxCommand(board, dosPath, arguments, node, error);
     QStringList command;
     for (QString part : runner.split(QLatin1Char(' '), Qt::SkipEmptyParts)) {
         if (part == QLatin1String("{args}")) {

@@ -31,4 +31,17 @@ TEST_F(ScheduledWorkE2e, TheStartUpTossAndTheCommandLineDutiesRunTheirBatches) {
     EXPECT_EQ(sandbox.ctl("ksweep"), "a clean-up is running (KTSSWEEP.FLG)");
 }
 
+// The built-in DOSBox profile runs a DOS batch, whose work lands on a mapped drive.
+TEST_F(ScheduledWorkE2e, TheDosBoxProfileRunsADosBatchOnTheMappedDrives) {
+    QByteArray ini = sandbox.read("KELDTS.INI");
+    ini.replace("run=\n", "run=dosbox\n");
+    ASSERT_NO_FATAL_FAILURE(sandbox.write("KELDTS.INI", ini));
+    ASSERT_NO_FATAL_FAILURE(sandbox.write(
+        "KTSEVNT.BAT", "@ECHO OFF\r\nCD \\KELD\\TEXT\r\nECHO ran in %1 > C:\\KELD\\OUT.TXT\r\n"));
+    ASSERT_TRUE(sandbox.startServer());
+    EXPECT_EQ(sandbox.ctl("event-batch"), "done");
+    ASSERT_TRUE(waitUntil([&] { return sandbox.read("OUT.TXT").startsWith("ran in"); }, 30000))
+        << sandbox.serverOutput().toStdString();
+}
+
 } // namespace
