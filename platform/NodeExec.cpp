@@ -1,5 +1,6 @@
 #include "platform/NodeExec.h"
 #include "platform/DescriptorPassing.h"
+#include "platform/SerialRelay.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -77,6 +78,8 @@ int descriptorNumber(const char* text) {
 } // namespace
 
 int runNodeExec(int count, char** args) {
+    if (count > 0 && std::string_view(args[0]) == "--serial-relay")
+        return runSerialRelay(count, args);
     std::string socketPath;
     std::string token;
     int target = -1;

@@ -4,6 +4,7 @@
 #include "platform/DosBoxProfile.h"
 #include "platform/FileWrite.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -20,14 +21,10 @@ bool startsDirectly(const QString& path) {
 // The built-in profile. Its configuration lies in the board's temporary directory, one for each
 // program, where DOSBox finds it whenever it gets round to reading it.
 QStringList dosBoxCommand(const Board& board, const QString& dosPath, const QStringList& arguments,
-                          int node, QString* error) {
-    if (node > 0) {
-        *error = QStringLiteral("Cannot run %1: the dosbox profile runs batches, not nodes; give "
-                                "the nodes a [Dos] run= template of their own")
-                     .arg(dosPath);
-        return {};
-    }
-    const QString name = dosPath.section(QLatin1Char('\\'), -1).toUpper();
+                          int node, const QString& handle, QString* error) {
+    // Each node has a configuration of its own: the caller's handle is in it.
+    const QString name = (node > 0 ? QStringLiteral("N%1-").arg(node) : QString()) +
+                         dosPath.section(QLatin1Char('\\'), -1).toUpper();
     const QString config = board.filePath("temp", QStringLiteral("DOSBOX\\%1.CNF").arg(name));
     const Result<> written =
         QDir().mkpath(QFileInfo(config).path())
@@ -38,7 +35,16 @@ QStringList dosBoxCommand(const Board& board, const QString& dosPath, const QStr
         *error = written.error();
         return {};
     }
-    return dosbox::command(config);
+    if (node == 0)
+        return dosbox::command(config);
+    // A node's caller reaches the emulator's COM1 through the relay, which holds the socket.
+    return QStringList{QCoreApplication::applicationDirPath() + QStringLiteral("/keldts-node-exec"),
+                       QStringLiteral("--serial-relay"),
+                       handle,
+                       QStringLiteral("--conf-dir"),
+                       QFileInfo(config).path(),
+                       QStringLiteral("--")} +
+           dosbox::command(config);
 }
 
 } // namespace
@@ -56,7 +62,7 @@ QStringList dosCommand(const Board& board, const QString& dosPath, const QString
         return {};
     }
     if (runner == QLatin1String("dosbox"))
-        return dosBoxCommand(board, dosPath, arguments, node, error);
+        return dosBoxCommand(board, dosPath, arguments, node, handle, error);
     QStringList command;
     for (QString part : runner.split(QLatin1Char(' '), Qt::SkipEmptyParts)) {
         if (part == QLatin1String("{args}")) {
