@@ -207,7 +207,7 @@ int runSerialRelay(int count, char** args) {
     {
         std::ofstream serial(conf);
         serial << "[serial]\nserial1=nullmodem server:127.0.0.1 port:" << port
-               << " transparent:1\n";
+               << " transparent:1 telnet:1\n";
         if (!serial)
             return fail(kFailureStatus, "cannot write " + conf);
     }

@@ -31,6 +31,9 @@ TEST_F(DosNodeE2e, ACallerTalksToTheDosProgramOnComOneAndTheNodeIsFreedAfterward
         ASSERT_TRUE(caller.dial(sandbox.port()) && caller.waitFor("Hello from DOS\r\n", 30000))
             << caller.seen.toStdString() << sandbox.serverOutput().toStdString();
         ASSERT_TRUE(caller.send("echo me") && caller.waitFor("DOS\r\necho me"));
+        // The caller's telnet commands are the line's business, not the program's.
+        ASSERT_TRUE(caller.send("\xff\xfb\x01!") && caller.waitFor("echo me!"))
+            << caller.seen.toStdString();
         ASSERT_TRUE(caller.send("q") && caller.waitFor("Bye\r\n")) << caller.seen.toStdString();
         ASSERT_TRUE(caller.waitForClose()) << caller.seen.toStdString();
     }
