@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <functional>
 #include <netinet/in.h>
 #include <poll.h>
 #include <spawn.h>
@@ -445,6 +446,75 @@ QStringList BenchBoard::nodeWindows() const {
         if (title.match(name).hasMatch())
             windows << name;
     return windows;
+}
+
+namespace {
+const QByteArray kDoEcho("\xff\xfd\x01", 3);
+constexpr char kIac = '\xff';
+// A node's greeting may come from an emulator that takes a while to start.
+constexpr int kNodeTimeoutMs = 15000;
+} // namespace
+
+Heard readUntil(int fd, const QByteArray& wanted, bool answerOptions,
+                Clock::time_point* answeredAt) {
+    QByteArray bytes;
+    bool answered = !answerOptions;
+    const auto begin = Clock::now();
+    while (secondsSince(begin) * 1000 < kNodeTimeoutMs) {
+        const Received got = receiveSome(fd, &bytes);
+        if (got == Received::Nothing)
+            continue;
+        if (got == Received::Closed)
+            return bytes.isEmpty() ? Heard::Silent : Heard::Failed;
+        if (!answered && bytes.contains(kIac)) {
+            answered = true;
+            if (answeredAt)
+                *answeredAt = Clock::now();
+            if (::send(fd, kDoEcho.constData(), kDoEcho.size(), MSG_NOSIGNAL) != kDoEcho.size())
+                return Heard::Failed;
+        }
+        if (bytes.contains(wanted))
+            return Heard::Text;
+    }
+    return Heard::Failed;
+}
+
+bool waitFor(const std::function<bool()>& condition, int timeoutMs) {
+    const auto begin = Clock::now();
+    while (!condition()) {
+        if (secondsSince(begin) * 1000 > timeoutMs)
+            return false;
+        pauseMs(50);
+    }
+    return true;
+}
+
+int admittedCaller(quint16 port, Clock::time_point& lastCall, const QByteArray& until,
+                   double* seconds, double* options, int* retries) {
+    for (int attempt = 0; attempt < 5; ++attempt) {
+        const double wait = kAdmissionSpacingMs / 1000.0 - secondsSince(lastCall);
+        if (wait > 0)
+            pauseMs(int(wait * 1000));
+        lastCall = Clock::now();
+        const int fd = connectLoopback(port);
+        if (fd < 0)
+            return -1;
+        Clock::time_point answered;
+        const Heard heard = readUntil(fd, until, true, &answered);
+        if (heard == Heard::Text) {
+            if (seconds)
+                *seconds = secondsSince(lastCall);
+            if (options)
+                *options = std::chrono::duration<double>(answered - lastCall).count();
+            return fd;
+        }
+        ::close(fd);
+        if (heard == Heard::Failed)
+            return -1;
+        if (retries)
+            ++*retries;
+    }
+    return -1;
 }
 
 } // namespace bench

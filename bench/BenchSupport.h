@@ -9,6 +9,7 @@
 #include <QTemporaryDir>
 
 #include <chrono>
+#include <functional>
 #include <sys/types.h>
 #include <vector>
 
@@ -110,5 +111,20 @@ class BenchBoard {
     quint16 port_ = 0;
     pid_t pid_ = -1;
 };
+
+// Admission takes one caller a second; a call inside that second is closed without a word.
+constexpr int kAdmissionSpacingMs = 1200;
+
+enum class Heard { Text, Silent, Failed };
+// Reads until `wanted` has arrived, answering the server's telnet options with IAC DO ECHO at
+// once so that its wait for the client ends there.
+Heard readUntil(int fd, const QByteArray& wanted, bool answerOptions,
+                Clock::time_point* answeredAt = nullptr);
+bool waitFor(const std::function<bool()>& condition, int timeoutMs);
+// A caller admitted by keldts who has heard `until`; -1 when none got there. `lastCall` keeps
+// the calls a second apart and is moved on by each attempt. `seconds` and `options` take the
+// time to `until` and to the telnet options.
+int admittedCaller(quint16 port, Clock::time_point& lastCall, const QByteArray& until,
+                   double* seconds = nullptr, double* options = nullptr, int* retries = nullptr);
 
 } // namespace bench

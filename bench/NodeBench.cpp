@@ -38,43 +38,10 @@ namespace {
 
 const QByteArray kGreeting = "\r\nWelcome";
 const QByteArray kNamePrompt = "What is your name? ";
-const QByteArray kDoEcho("\xff\xfd\x01", 3);
-constexpr char kIac = '\xff';
-// Admission takes one caller a second; a call inside that second is closed without a word.
-constexpr int kAdmissionSpacingMs = 1200;
-constexpr int kCallTimeoutMs = 15000;
 // The socket number the directly started demo node finds its caller at.
 constexpr int kDirectHandle = 200;
 
 extern "C" char** environ;
-
-enum class Heard { Text, Silent, Failed };
-
-// Reads until `wanted` has arrived, answering the server's telnet options with IAC DO ECHO at
-// once so that its wait for the client ends there.
-Heard readUntil(int fd, const QByteArray& wanted, bool answerOptions,
-                Clock::time_point* answeredAt = nullptr) {
-    QByteArray bytes;
-    bool answered = !answerOptions;
-    const auto begin = Clock::now();
-    while (secondsSince(begin) * 1000 < kCallTimeoutMs) {
-        const Received got = receiveSome(fd, &bytes);
-        if (got == Received::Nothing)
-            continue;
-        if (got == Received::Closed)
-            return bytes.isEmpty() ? Heard::Silent : Heard::Failed;
-        if (!answered && bytes.contains(kIac)) {
-            answered = true;
-            if (answeredAt)
-                *answeredAt = Clock::now();
-            if (::send(fd, kDoEcho.constData(), kDoEcho.size(), MSG_NOSIGNAL) != kDoEcho.size())
-                return Heard::Failed;
-        }
-        if (bytes.contains(wanted))
-            return Heard::Text;
-    }
-    return Heard::Failed;
-}
 
 int countStateFiles(const BenchBoard& board) {
     return int(QDir(board.mainDir() + QStringLiteral("/TEMP"))
@@ -84,47 +51,6 @@ int countStateFiles(const BenchBoard& board) {
 
 int demoNodes(const BenchBoard& board) {
     return int(processesWith("demo-node", board.mainDir()).size());
-}
-
-bool waitFor(const std::function<bool()>& condition, int timeoutMs) {
-    const auto begin = Clock::now();
-    while (!condition()) {
-        if (secondsSince(begin) * 1000 > timeoutMs)
-            return false;
-        pauseMs(50);
-    }
-    return true;
-}
-
-// A caller admitted by keldts and left at the demo node's name prompt; -1 when none got there.
-// `lastCall` keeps the calls a second apart and is moved on by each attempt.
-// `seconds` and `options` take the time to `until` and to the telnet options.
-int admittedCaller(quint16 port, Clock::time_point& lastCall, const QByteArray& until,
-                   double* seconds = nullptr, double* options = nullptr, int* retries = nullptr) {
-    for (int attempt = 0; attempt < 5; ++attempt) {
-        const double wait = kAdmissionSpacingMs / 1000.0 - secondsSince(lastCall);
-        if (wait > 0)
-            pauseMs(int(wait * 1000));
-        lastCall = Clock::now();
-        const int fd = connectLoopback(port);
-        if (fd < 0)
-            return -1;
-        Clock::time_point answered;
-        const Heard heard = readUntil(fd, until, true, &answered);
-        if (heard == Heard::Text) {
-            if (seconds)
-                *seconds = secondsSince(lastCall);
-            if (options)
-                *options = std::chrono::duration<double>(answered - lastCall).count();
-            return fd;
-        }
-        ::close(fd);
-        if (heard == Heard::Failed)
-            return -1;
-        if (retries)
-            ++*retries;
-    }
-    return -1;
 }
 
 // Runs a command to its end with its output thrown away; false when it could not run or, unless
