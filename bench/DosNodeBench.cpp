@@ -150,7 +150,7 @@ int minute() {
     if (!replaceFile(runner, "#!/bin/sh\ndate +%s.%N > " + started.toUtf8() + "\n") ||
         !QFile::setPermissions(runner, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner) ||
         !useRunner(board, runner.toUtf8()) ||
-        !writeI16(board.mainDir() + QStringLiteral("/KELDTS.CFG"), 116, 1)) // keldevents
+        !writeI16(board.mainDir() + QStringLiteral("/KELDTS.CFG"), 114, 1)) // keldevents
         return 1;
     const QDateTime now = QDateTime::currentDateTime();
     QDateTime due = now.addSecs(60);
@@ -159,12 +159,18 @@ int minute() {
     event += QByteArray(6, ' ') + QByteArray(2, '\0') + QByteArray("NIGHTLY.BAT").leftJustified(32);
     if (!replaceFile(board.mainDir() + QStringLiteral("/EVENTS.CFG"), event) || !board.start())
         return 1;
-    if (!waitFor([&] { return QFile::exists(started); }, 90000))
+    // The script's line is whole once its line end is there.
+    QByteArray note;
+    const bool ran = waitFor(
+        [&] {
+            QFile noted(started);
+            note = noted.open(QIODevice::ReadOnly) ? noted.readAll() : QByteArray();
+            return note.endsWith('\n');
+        },
+        90000);
+    if (!ran)
         return 1;
-    QFile noted(started);
-    if (!noted.open(QIODevice::ReadOnly))
-        return 1;
-    const double ranAt = noted.readAll().trimmed().toDouble();
+    const double ranAt = note.trimmed().toDouble();
     std::printf("due minute %s: the batch started %.3f s into it\n",
                 qPrintable(due.toString(QStringLiteral("HH:mm"))),
                 ranAt - double(due.toMSecsSinceEpoch()) / 1000);
