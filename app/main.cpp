@@ -116,6 +116,7 @@ int runServer(QCoreApplication& app, SingleInstance& instance, bool headless,
     Server server(board, logs, pane, nodes, *face);
     NodeCommands nodeCommands(board, logs, nodes.table(), *host);
     server.setNodeCommands(&nodeCommands);
+    server.setNodeHost(host.get());
     if (window)
         window->attach(&server, dialogs.get(), &nodes.table(), &nodeCommands);
     // Connected before the load: a fatal settings error ends the run once its box is closed.

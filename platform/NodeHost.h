@@ -58,4 +58,12 @@ class NodeHost {
     virtual bool show(qint64 handle, Show how, QString* note) = 0;
     // Types `keys` into the window's console. False, with `why`, when it cannot take keys.
     virtual bool sendKeys(qint64 handle, const QList<KeyStroke>& keys, QString* why) = 0;
+    // Runs `program` in a window of its own titled `title`, which the sysop can look at as at a
+    // node's; no caller goes with it. False when this host has no such windows: nothing has been
+    // started then. What goes wrong afterwards goes to `failed`.
+    virtual bool openWindow(const QString& /*title*/, const QStringList& /*program*/,
+                            const QString& /*workingDirectory*/,
+                            std::function<void(const QString& why)> /*failed*/) {
+        return false;
+    }
 };

@@ -361,6 +361,22 @@ void TmuxNodeHost::launch(const Launch& request, std::function<void(const Starte
     startNewWindow(token, false);
 }
 
+bool TmuxNodeHost::openWindow(const QString& title, const QStringList& program,
+                              const QString& workingDirectory,
+                              std::function<void(const QString& why)> failed) {
+    if (!handOver_ || program.isEmpty())
+        return false;
+    QByteArray line = "new-window -d -t " + kSessionTarget + ": -n " + word(title) + " -c " +
+                      word(workingDirectory) + " --";
+    for (const QString& argument : program)
+        line += ' ' + word(argument);
+    command(line, [failed = std::move(failed)](const Reply& reply) {
+        if (!reply.ok)
+            failed(QString::fromLocal8Bit(reply.lines.join(' ')));
+    });
+    return true;
+}
+
 void TmuxNodeHost::startNewWindow(const QByteArray& token, bool retried) {
     Pending* pending = pending_.value(token);
     if (!pending)

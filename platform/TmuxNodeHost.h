@@ -50,6 +50,9 @@ class TmuxNodeHost : public QObject, public NodeHost {
     void launch(const Launch& request, std::function<void(const Started&)> done) override;
     bool show(qint64 handle, Show how, QString* note) override;
     bool sendKeys(qint64 handle, const QList<KeyStroke>& keys, QString* why) override;
+    bool openWindow(const QString& title, const QStringList& program,
+                    const QString& workingDirectory,
+                    std::function<void(const QString& why)> failed) override;
 
     // The terminal command "Show" runs, with {attach} standing for the command that attaches
     // to the node's window; empty, Show only says how to attach.

@@ -1,16 +1,24 @@
 #include "server/BatchRunner.h"
 
 #include "data/Board.h"
+#include "platform/NodeHost.h"
 #include "server/DosCommand.h"
 
 #include <QProcess>
 
-Result<> DetachedBatchRunner::run(const QString& dosPath, const QStringList& arguments,
-                                  Style /*style*/) {
+Result<> BoardBatchRunner::run(const QString& dosPath, const QStringList& arguments, Style style) {
     QString error;
     const QStringList command = dosCommand(board_, dosPath, arguments, 0, QString(), &error);
     if (command.isEmpty())
         return Failure{error};
+    const QString title = dosPath.section(QLatin1Char('\\'), -1) + QStringLiteral(" - KELDTS");
+    if (style != Style::Hidden && host_ &&
+        host_->openWindow(title, command, board_.directoryPath("main"),
+                          [&logs = logs_, dosPath](const QString& why) {
+                              logs.reportError(
+                                  QStringLiteral("Cannot run %1: %2").arg(dosPath, why));
+                          }))
+        return {};
     QProcess process;
     process.setProgram(command.first());
     process.setArguments(command.mid(1));

@@ -6,6 +6,8 @@
 #include <QStringList>
 
 class Board;
+class LogSinks;
+class NodeHost;
 
 // Starts the batches the server writes for its unattended duties, and never waits for one.
 class BatchRunner {
@@ -19,13 +21,18 @@ class BatchRunner {
     virtual Result<> run(const QString& dosPath, const QStringList& arguments, Style style) = 0;
 };
 
-// Runs each batch as a process of its own through the board's DOS runner, in the main
-// directory, detached from the server: it outlives a server that goes down meanwhile.
-class DetachedBatchRunner final : public BatchRunner {
+// Runs each batch through the board's DOS runner, in the main directory: a hidden one as a
+// process of its own, detached from the server, the others in a window of the node host, where
+// the sysop can look at them as at a node. Either outlives a server that goes down meanwhile.
+class BoardBatchRunner final : public BatchRunner {
   public:
-    explicit DetachedBatchRunner(const Board& board) : board_(board) {}
+    BoardBatchRunner(const Board& board, LogSinks& logs) : board_(board), logs_(logs) {}
+    // Where windows come from; without a host every batch runs hidden.
+    void setHost(NodeHost* host) { host_ = host; }
     Result<> run(const QString& dosPath, const QStringList& arguments, Style style) override;
 
   private:
     const Board& board_;
+    LogSinks& logs_;
+    NodeHost* host_ = nullptr;
 };

@@ -26,7 +26,8 @@ Server::Server(Board& board, BoardLogs& logs, DebugPane& pane, NodeServices& nod
                ConsoleFace& face, QObject* parent)
     : QObject(parent), board_(board), logs_(logs), pane_(pane), nodes_(nodes), face_(face),
       listener_(new TelnetListener(this)),
-      ipFilter_([this](const QString& ip) { return isIpAllowed(board_, ip); }), batchRunner_(board),
+      ipFilter_([this](const QString& ip) { return isIpAllowed(board_, ip); }),
+      batchRunner_(board, logs),
       work_(board, logs, batchRunner_, [this] { return nodes_.isNodeInUse(0); }),
       triggers_(board, logs, nodes, batchRunner_) {
     // The timers keep the names they have always had, Timer1 to Timer5, and can be found by them.

@@ -55,6 +55,8 @@ class Server : public QObject {
     // One `keldts ctl` command; returns the reply line.
     QString control(const QString& command, std::function<void()>& after);
 
+    // Where the batches that are shown get their windows; without it they all run hidden.
+    void setNodeHost(NodeHost* host) { batchRunner_.setHost(host); }
     // Where `keldts ctl node …` goes; without it those commands are unknown.
     void setNodeCommands(NodeCommands* commands) { nodeCommands_ = commands; }
     // Who decides whether a caller's address may come in: KELDTSIP.DAT unless a test says.
@@ -96,7 +98,7 @@ class Server : public QObject {
     AdmissionGate gate_;
     std::unique_ptr<struct AdmissionContext> context_;
     NodeCommands* nodeCommands_ = nullptr;
-    DetachedBatchRunner batchRunner_;
+    BoardBatchRunner batchRunner_;
     ScheduledWork work_;
     FileTriggers triggers_;
 };
