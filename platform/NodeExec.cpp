@@ -1,5 +1,6 @@
 #include "platform/NodeExec.h"
 #include "platform/DescriptorPassing.h"
+#include "platform/ExecSupport.h"
 #include "platform/SerialRelay.h"
 
 #include <cerrno>
@@ -16,30 +17,12 @@
 
 namespace {
 
-constexpr int kUsageStatus = 2;
-constexpr int kFailureStatus = 1;
+using execsupport::fail;
+using execsupport::kFailureStatus;
+using execsupport::kUsageStatus;
+using execsupport::withCause;
+
 constexpr int kExecStatus = 127;
-
-int fail(int status, const std::string& message) {
-    std::fprintf(stderr, "keldts-node-exec: %s\n", message.c_str());
-    return status;
-}
-
-std::string withCause(const std::string& what, int error) {
-    return what + ": " + std::strerror(error);
-}
-
-bool writeAll(int fd, std::string_view bytes) {
-    while (!bytes.empty()) {
-        const ssize_t n = ::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return false;
-        bytes.remove_prefix(static_cast<size_t>(n));
-    }
-    return true;
-}
 
 int connectTo(const std::string& path) {
     sockaddr_un address{};
@@ -114,7 +97,7 @@ int runNodeExec(int count, char** args) {
     const int channel = connectTo(socketPath);
     if (channel < 0)
         return fail(kFailureStatus, withCause("cannot reach the server at " + socketPath, errno));
-    if (!writeAll(channel, token + '\n'))
+    if (!execsupport::sendAll(channel, token + '\n'))
         return fail(kFailureStatus, withCause("cannot talk to the server", errno));
     const int fd = handover::receiveDescriptor(channel);
     if (fd < 0)
@@ -142,6 +125,6 @@ int runNodeExec(int count, char** args) {
     // The channel is close-on-exec: a successful exec closes it and so tells the server.
     ::execvp(program[0], program);
     const std::string why = withCause(std::string("cannot run ") + program[0], errno);
-    writeAll(channel, why + '\n');
+    execsupport::sendAll(channel, why + '\n');
     return fail(kExecStatus, why);
 }

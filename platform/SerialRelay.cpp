@@ -1,5 +1,7 @@
 #include "platform/SerialRelay.h"
 
+#include "platform/ExecSupport.h"
+
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -21,33 +23,17 @@
 
 namespace {
 
-constexpr int kUsageStatus = 2;
-constexpr int kFailureStatus = 1;
+using execsupport::fail;
+using execsupport::kFailureStatus;
+using execsupport::kUsageStatus;
+
 // How long the emulator has to reach its COM1 line after it was started.
 constexpr int kConnectLimitMs = 30000;
 // How long the emulator has to end after its caller has hung up.
 constexpr int kHangUpGraceMs = 5000;
 
-int fail(int status, const std::string& message) {
-    std::fprintf(stderr, "keldts-node-exec: %s\n", message.c_str());
-    return status;
-}
-
 std::string withCause(const std::string& what) {
-    return what + ": " + std::strerror(errno);
-}
-
-bool sendAll(int fd, const char* bytes, size_t size) {
-    while (size > 0) {
-        const ssize_t n = ::send(fd, bytes, size, MSG_NOSIGNAL);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return false;
-        bytes += n;
-        size -= static_cast<size_t>(n);
-    }
-    return true;
+    return execsupport::withCause(what, errno);
 }
 
 // The inode of the loopback TCP socket whose local port is `localPort` and whose peer is
@@ -174,7 +160,8 @@ bool relay(int caller, int emulator) {
                 continue;
             if (n <= 0)
                 return side == 0;
-            if (!sendAll(ends[1 - side].fd, buffer.data(), static_cast<size_t>(n)))
+            if (!execsupport::sendAll(ends[1 - side].fd,
+                                      std::string_view(buffer.data(), static_cast<size_t>(n))))
                 return side == 1;
         }
     }

@@ -1,0 +1,32 @@
+#include "platform/ExecSupport.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include <sys/socket.h>
+
+namespace execsupport {
+
+int fail(int status, const std::string& message) {
+    std::fprintf(stderr, "keldts-node-exec: %s\n", message.c_str());
+    return status;
+}
+
+std::string withCause(const std::string& what, int error) {
+    return what + ": " + std::strerror(error);
+}
+
+bool sendAll(int fd, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t n = ::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return false;
+        bytes.remove_prefix(static_cast<size_t>(n));
+    }
+    return true;
+}
+
+} // namespace execsupport
