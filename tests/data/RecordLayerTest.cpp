@@ -29,22 +29,24 @@ Record named(const char* name, int level = 0) {
     return r;
 }
 
+// The bytes of a table of records with these names.
+QByteArray table(std::initializer_list<const char*> names) {
+    QByteArray bytes;
+    for (const char* name : names)
+        bytes += named(name).bytes();
+    return bytes;
+}
+
 class RecordLayerTest : public ::testing::Test {
   protected:
-    void writeBytes(const QByteArray& bytes) {
-        QFile f(path);
+    void writeBytes(const QByteArray& bytes, const QString& to = {}) {
+        QFile f(to.isEmpty() ? path : to);
         ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
         f.write(bytes);
     }
     QByteArray fileBytes() const {
         QFile f(path);
         return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-    }
-    void writeTable(std::initializer_list<Record> records) {
-        QByteArray bytes;
-        for (const Record& r : records)
-            bytes += r.bytes();
-        writeBytes(bytes);
     }
     QStringList names() const {
         QStringList out;
@@ -53,16 +55,6 @@ class RecordLayerTest : public ::testing::Test {
         for (const Record& r : all.value())
             out << r.text("name") + QString::number(r.i16("level"));
         return out;
-    }
-    // Runs `act` in another process, as a node program would, and waits for it.
-    static void asAnotherProcess(const std::function<bool()>& act) {
-        const pid_t child = ::fork();
-        ASSERT_GE(child, 0);
-        if (child == 0)
-            ::_exit(act() ? 0 : 1);
-        int status = 0;
-        ASSERT_EQ(::waitpid(child, &status, 0), child);
-        ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
     }
     // A structural rewrite that does what `rearrange` does, after `meanwhile` has run between
     // the read and the rename, the moment a node program's write is most at risk.
@@ -97,14 +89,14 @@ TEST_F(RecordLayerTest, FieldsAreLittleEndianTrimmedAndCut) {
     EXPECT_EQ(r.i16("level"), -2);
     EXPECT_EQ(r.f32("ratio"), 1.5f);
     EXPECT_EQ(r.chr("flag"), 1);
-    r.setStr("name", "AB");
-    EXPECT_EQ(r.bytes().left(6), QByteArray("AB    "));
+    r.setStr("name", "AB"); // the rest of the record as it was
+    EXPECT_EQ(r.bytes(), QByteArray("AB    \xfe\xff\x04\x03\x02\x01\x00\x00\xc0\x3f\x01", 17));
     const RecordLayout numbered{"TEXTn.DAT", 44, {}, "dat"};
     EXPECT_EQ(numbered.nameOf(12), "TEXT12.DAT");
     EXPECT_EQ(numbered.workNameOf(3), "TEXT3.TMP");
 }
 
-TEST_F(RecordLayerTest, NulBytesAreNotBlanksAndReadingPastTheEndChangesNothing) {
+TEST_F(RecordLayerTest, NulsAreNoBlanksReadsPastTheEndChangeNothingAndAPartialTailIsKept) {
     writeBytes(QByteArray("\0AB\0  ", 6) + QByteArray(11, '\0') + "tail");
     Record r(kLayout);
     ASSERT_TRUE(recordfile::read(path, 1, r).ok());
@@ -112,11 +104,8 @@ TEST_F(RecordLayerTest, NulBytesAreNotBlanksAndReadingPastTheEndChangesNothing) 
     r.setI16("level", 7);
     ASSERT_TRUE(recordfile::read(path, 3, r).ok());
     EXPECT_EQ(r.i16("level"), 7);
-    EXPECT_EQ(r.str("name"), QByteArray("\0AB\0", 4));
     EXPECT_FALSE(recordfile::read(dir.filePath(QStringLiteral("NONE.DAT")), 1, r).ok());
-}
 
-TEST_F(RecordLayerTest, APartialTailIsNotCountedAndSurvivesSingleWrites) {
     const Record a = named("ALPHA"), b = named("BRAVO");
     writeBytes(a.bytes() + b.bytes() + "tail");
     EXPECT_EQ(recordtable::count(path, kLayout).value(), 2);
@@ -141,8 +130,7 @@ TEST_F(RecordLayerTest, APartialTailIsNotCountedAndSurvivesSingleWrites) {
 }
 
 TEST_F(RecordLayerTest, CompactionAndMovesKeepOrderDropOnlyMarkedEntriesAndKeepTheMode) {
-    writeTable({named("ONE"), named("##$$##"), named("TWO"), named("THREE")});
-    writeBytes(fileBytes() + "xx");
+    writeBytes(table({"ONE", "##$$##", "TWO", "THREE"}) + "xx");
     // A table the node programs share through their group must stay theirs to write.
     ASSERT_EQ(::chmod(QFile::encodeName(path).constData(), 0664), 0);
     struct stat before {};
@@ -195,55 +183,47 @@ TEST_F(RecordLayerTest, AFailedOrShortReadRewritesNothing) {
 
 // The node programs write single records whenever they like. What one writes while a table is
 // being rewritten lands in the old file; it must reach the new one, at the place its record went.
-TEST_F(RecordLayerTest, ANodesWriteDuringARewriteIsCarriedToItsRecordsNewPlace) {
-    writeTable({named("##$$##"), named("ALPHA"), named("BRAVO"), named("CHUCK")});
+TEST_F(RecordLayerTest, WritesDuringARewriteGoToTheirRecordsNewPlaceAndNewTablesAreKept) {
+    writeBytes(table({"##$$##", "ALPHA", "BRAVO", "CHUCK"}));
+    // A record written by another process, as a node program would, waited for.
     const auto nodeWrites = [this](int number, const Record& record) {
         return [=, this] {
-            asAnotherProcess([=, this] { return recordfile::write(path, number, record).ok(); });
+            const pid_t child = ::fork();
+            if (child == 0)
+                ::_exit(recordfile::write(path, number, record).ok() ? 0 : 1);
+            int status = -1;
+            ASSERT_EQ(::waitpid(child, &status, 0), child);
+            EXPECT_EQ(status, 0) << "the write failed";
         };
     };
-    ASSERT_TRUE(rewriteWith(
-                    [](const QList<Record>& records) {
-                        recordtable::Rearrangement kept{records.mid(1), {-1, 0, 1, 2}};
-                        return std::optional(kept);
-                    },
-                    nodeWrites(3, named("BRAVO", 7)))
-                    .ok());
+    ASSERT_TRUE(rewriteWith(dropFirst, nodeWrites(3, named("BRAVO", 7))).ok());
     EXPECT_EQ(names(), QStringList({"ALPHA0", "BRAVO7", "CHUCK0"}));
 
     // During a move; and a record the node adds behind the last goes behind the new last.
-    ASSERT_TRUE(rewriteWith(
-                    [](const QList<Record>& records) {
-                        recordtable::Rearrangement swapped{records, {1, 0, 2}};
-                        swapped.records.swapItemsAt(0, 1);
-                        return std::optional(swapped);
-                    },
-                    [&] {
-                        nodeWrites(1, named("ALPHA", 5))();
-                        nodeWrites(4, named("DELTA", 1))();
-                    })
-                    .ok());
+    const auto swapFirstTwo = [](const QList<Record>& records) {
+        recordtable::Rearrangement swapped{records, {1, 0, 2}};
+        swapped.records.swapItemsAt(0, 1);
+        return std::optional(swapped);
+    };
+    const auto twoWrites = [&] {
+        nodeWrites(1, named("ALPHA", 5))();
+        nodeWrites(4, named("DELTA", 1))();
+    };
+    ASSERT_TRUE(rewriteWith(swapFirstTwo, twoWrites).ok());
     EXPECT_EQ(names(), QStringList({"BRAVO7", "ALPHA5", "CHUCK0", "DELTA1"}));
 
     // A change to a record that the rewrite drops goes with it.
     ASSERT_TRUE(rewriteWith(dropFirst, nodeWrites(1, named("BRAVO", 9))).ok());
     EXPECT_EQ(names(), QStringList({"ALPHA5", "CHUCK0", "DELTA1"}));
-}
 
-// Another program that puts a whole new table in place must not have it thrown away.
-TEST_F(RecordLayerTest, ATableReplacedMeanwhileIsReadAgainOrLeftAlone) {
-    writeTable({named("ALPHA"), named("BRAVO")});
+    // A whole new table another program put in place meanwhile is read again, or left alone.
     const auto replaceWith = [this](const QByteArray& bytes) {
         const QString other = dir.filePath(QStringLiteral("OTHER"));
-        QFile f(other);
-        EXPECT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write(bytes);
-        f.close();
+        writeBytes(bytes, other);
         EXPECT_EQ(
             ::rename(QFile::encodeName(other).constData(), QFile::encodeName(path).constData()), 0);
     };
-    const QByteArray theirs =
-        named("XRAY").bytes() + named("YANKEE").bytes() + named("ZULU").bytes();
+    const QByteArray theirs = table({"XRAY", "YANKEE", "ZULU"});
     int reads = 0;
     ASSERT_TRUE(rewriteWith(dropFirst, [&] {
                     if (reads++ == 0)

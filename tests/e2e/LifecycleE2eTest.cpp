@@ -13,8 +13,7 @@
 #include <QThread>
 
 #include <algorithm>
-#include <memory>
-#include <vector>
+#include <array>
 
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -54,7 +53,6 @@ TEST_F(LifecycleE2e, SecondStartOnTheBoardFromAnySessionIsTurnedAwayWithoutTouch
         << caller.seen.toStdString();
     const QMap<QString, QString> before = snapshot(sandbox.boardDir());
     ASSERT_TRUE(before.contains(sandbox.path("KELDTS.LOG")));
-    const QByteArray control = sandbox.read("CONTROL.DAT");
 
     // Another login session (a desktop beside a service) has a runtime directory of its own.
     QProcessEnvironment otherSession;
@@ -68,18 +66,96 @@ TEST_F(LifecycleE2e, SecondStartOnTheBoardFromAnySessionIsTurnedAwayWithoutTouch
     }
 
     EXPECT_EQ(snapshot(sandbox.boardDir()), before);
-    EXPECT_EQ(sandbox.read("CONTROL.DAT"), control);
     caller.seen.clear();
     ASSERT_TRUE(caller.send("W"));
     EXPECT_TRUE(caller.waitFor("Node 1: Stayer - Main Menu\r\n")) << caller.seen.toStdString();
     EXPECT_TRUE(sandbox.waitForOutput("Another start of KELDTS was turned away"))
         << sandbox.serverOutput().toStdString();
-    EXPECT_EQ(sandbox.ctl("status"), "online 1");
 }
 
-TEST_F(LifecycleE2e, RuntimeDirectoryOthersCouldTamperWithIsRefusedByServerAndCtl) {
+TEST_F(LifecycleE2e, ControlSocketServesSixteenForAFewSecondsAndListenersRecoverFromNoDescriptors) {
     ASSERT_TRUE(sandbox.startServer());
+    const QString control = sandbox.runtimeDir() + "/KELDTS.sock";
+    // Clients that say nothing: sixteen are served, one more is closed at once, and the sixteen
+    // are closed when their time is up.
+    std::array<QLocalSocket, 17> silent;
+    for (QLocalSocket& client : silent) {
+        client.connectToServer(control);
+        ASSERT_TRUE(client.waitForConnected(5000));
+    }
+    const auto closed = [&] {
+        return std::count_if(silent.begin(), silent.end(), [](QLocalSocket& client) {
+            return client.state() == QLocalSocket::UnconnectedState ||
+                   client.waitForDisconnected(1);
+        });
+    };
+    EXPECT_TRUE(waitUntil([&] { return closed() == 1; }, 2000));
+    EXPECT_EQ(closed(), 1);
+    EXPECT_TRUE(waitUntil([&] { return closed() == 17; }, 10000));
+
+#ifdef __SANITIZE_ADDRESS__
+    // UBSan checks a vtable by writing it to a pipe: with no descriptor left, every check fails.
+    GTEST_SKIP() << "the sanitizers need descriptors of their own";
+#endif
+    // Every new descriptor fails while the limit sits at the lowest free number.
+    const pid_t pid = pid_t(sandbox.server.processId());
+    rlimit usual{};
+    ASSERT_EQ(::prlimit(pid, RLIMIT_NOFILE, nullptr, &usual), 0);
+    rlimit exhausted = usual;
+    exhausted.rlim_cur = 0;
+    while (QFileInfo::exists(QString("/proc/%1/fd/%2").arg(pid).arg(exhausted.rlim_cur)))
+        ++exhausted.rlim_cur;
+    ASSERT_EQ(::prlimit(pid, RLIMIT_NOFILE, &exhausted, nullptr), 0);
+    Caller caller;
+    ASSERT_TRUE(caller.call(sandbox.port()));
+    QLocalSocket waiting;
+    waiting.connectToServer(control);
+    ASSERT_TRUE(waiting.waitForConnected(5000));
+    EXPECT_TRUE(sandbox.waitForOutput("Cannot take a keldts ctl connection ("))
+        << sandbox.serverOutput().toStdString();
+
+    // Descriptors to spare again: both listeners take up their callers by themselves.
+    ASSERT_EQ(::prlimit(pid, RLIMIT_NOFILE, &usual, nullptr), 0);
+    ASSERT_TRUE(waiting.write("status\n") == 7 && waiting.waitForBytesWritten(5000));
+    waiting.waitForDisconnected(5000); // answered, then let go
+    EXPECT_EQ(waiting.readAll(), "online 1\n");
+    // Taken at last: answered, or closed unheard when it came within an admission lock's second.
+    EXPECT_TRUE(caller.waitFor(kBusyText) || (caller.closed && caller.seen.isEmpty()))
+        << caller.seen.toStdString();
+    EXPECT_EQ(answer(sandbox.port()), kBusyText);
+}
+
+TEST_F(LifecycleE2e, TakenPortIsReportedExitsFreeTheBoardAndATamperableRuntimeDirIsRefused) {
+    QTcpServer holder;
+    ASSERT_TRUE(holder.listen(QHostAddress::Any, sandbox.port()));
+    ASSERT_TRUE(sandbox.startServer());
+    EXPECT_TRUE(sandbox.waitForOutput(
+        "KELDTS - Error: The Telnet listen port is being used by another application.\n"))
+        << sandbox.serverOutput().toStdString();
+    holder.close();
+    // A reload listens only while no node is in use, and the load's admission lock counts as one
+    // until the lock timer's first tick a second on, which nothing outside shows: so, the clock.
+    QThread::msleep(1100);
+    EXPECT_EQ(sandbox.ctl("reload"), "online 1");
+    EXPECT_EQ(answer(sandbox.port()), kBusyText);
+    EXPECT_EQ(sandbox.ctl("exit"), "exiting");
+    EXPECT_EQ(sandbox.stopServer(0), 0) << sandbox.serverOutput().toStdString();
+
+    // The instance lock and the port are free again for the next start on the same board.
+    ASSERT_TRUE(sandbox.startServer());
+    EXPECT_EQ(answer(sandbox.port()), kBusyText);
     EXPECT_EQ(sandbox.stopServer(SIGTERM), 0) << sandbox.serverOutput().toStdString();
+
+    EXPECT_FALSE(Caller().call(sandbox.port())) << "the port must be closed after the exit";
+    // Away from the board, ctl says which board it looked at.
+    const RunResult status = sandbox.run({"ctl", "status"});
+    EXPECT_EQ(status.exitCode, 1);
+    EXPECT_TRUE(status.err.contains("not running on the board in " + sandbox.root().toUtf8()))
+        << status.err.toStdString();
+    EXPECT_EQ(sandbox.logEntries(),
+              QStringList({kLoaded, kBusy, kUnloaded, kLoaded, kBusy, kUnloaded}));
+
+    // A runtime directory others could tamper with is refused by the server and by ctl.
     const QString runtime = sandbox.runtimeDir();
     const QByteArray name = QFile::encodeName(runtime);
     const std::pair<QByteArray, std::function<int()>> faults[] = {
@@ -103,98 +179,6 @@ TEST_F(LifecycleE2e, RuntimeDirectoryOthersCouldTamperWithIsRefusedByServerAndCt
     EXPECT_FALSE(QFileInfo::exists(sandbox.runtimeDir() + "/KELDTS.sock"));
 }
 
-TEST_F(LifecycleE2e, ControlSocketServesSixteenClientsAtOnceAndEachOnlyForAFewSeconds) {
-    ASSERT_TRUE(sandbox.startServer());
-    const QString control = sandbox.runtimeDir() + "/KELDTS.sock";
-    // Clients that say nothing: sixteen are served, one more is closed at once, and the sixteen
-    // are closed when their time is up.
-    std::vector<std::unique_ptr<QLocalSocket>> silent;
-    for (int i = 0; i < 17; ++i) {
-        silent.push_back(std::make_unique<QLocalSocket>());
-        silent.back()->connectToServer(control);
-        ASSERT_TRUE(silent.back()->waitForConnected(5000));
-    }
-    const auto closed = [&] {
-        return std::count_if(silent.begin(), silent.end(), [](const auto& client) {
-            return client->state() == QLocalSocket::UnconnectedState ||
-                   client->waitForDisconnected(1);
-        });
-    };
-    EXPECT_TRUE(waitUntil([&] { return closed() == 1; }, 2000));
-    EXPECT_EQ(closed(), 1);
-    EXPECT_TRUE(waitUntil([&] { return closed() == 17; }, 10000));
-    EXPECT_EQ(sandbox.ctl("status"), "online 1");
-}
-
-TEST_F(LifecycleE2e, ListenersTakeCallersAgainOnceDescriptorsAreFree) {
-#ifdef __SANITIZE_ADDRESS__
-    // UBSan checks a vtable by writing it to a pipe: with no descriptor left, every check fails.
-    GTEST_SKIP() << "the sanitizers need descriptors of their own";
-#endif
-    ASSERT_TRUE(sandbox.startServer());
-    const QString control = sandbox.runtimeDir() + "/KELDTS.sock";
-    // Every new descriptor fails while the limit sits at the lowest free number.
-    const pid_t pid = pid_t(sandbox.server.processId());
-    rlimit usual{};
-    ASSERT_EQ(::prlimit(pid, RLIMIT_NOFILE, nullptr, &usual), 0);
-    rlimit exhausted = usual;
-    exhausted.rlim_cur = 0;
-    while (QFileInfo::exists(QString("/proc/%1/fd/%2").arg(pid).arg(exhausted.rlim_cur)))
-        ++exhausted.rlim_cur;
-    ASSERT_EQ(::prlimit(pid, RLIMIT_NOFILE, &exhausted, nullptr), 0);
-    Caller caller;
-    ASSERT_TRUE(caller.call(sandbox.port()));
-    QLocalSocket waiting;
-    waiting.connectToServer(control);
-    ASSERT_TRUE(waiting.waitForConnected(5000));
-    EXPECT_TRUE(sandbox.waitForOutput("Cannot take a keldts ctl connection ("))
-        << sandbox.serverOutput().toStdString();
-
-    // Descriptors to spare again: both listeners take up their callers by themselves.
-    ASSERT_EQ(::prlimit(pid, RLIMIT_NOFILE, &usual, nullptr), 0);
-    ASSERT_TRUE(waiting.write("status\n") == 7 && waiting.waitForBytesWritten(5000));
-    EXPECT_TRUE(
-        waitUntil([&] { return waiting.waitForReadyRead(20) || waiting.bytesAvailable(); }, 5000));
-    EXPECT_EQ(waiting.readAll(), "online 1\n");
-    // Taken at last: answered, or closed unheard when it came within an admission lock's second.
-    EXPECT_TRUE(caller.waitFor(kBusyText) || (caller.closed && caller.seen.isEmpty()))
-        << caller.seen.toStdString();
-    EXPECT_EQ(sandbox.ctl("status"), "online 1");
-    EXPECT_EQ(answer(sandbox.port()), kBusyText);
-}
-
-TEST_F(LifecycleE2e, TakenPortIsReportedAndExitsByCommandOrTermSignalUnloadAndFreeTheBoard) {
-    QTcpServer holder;
-    ASSERT_TRUE(holder.listen(QHostAddress::Any, sandbox.port()));
-    ASSERT_TRUE(sandbox.startServer());
-    EXPECT_TRUE(sandbox.waitForOutput(
-        "KELDTS - Error: The Telnet listen port is being used by another application.\n"))
-        << sandbox.serverOutput().toStdString();
-    holder.close();
-    // A reload listens only while no node is in use, and the load's admission lock counts as one
-    // until the lock timer's first tick a second on, which nothing outside shows: so, the clock.
-    QThread::msleep(1100);
-    EXPECT_EQ(sandbox.ctl("reload"), "online 1");
-    EXPECT_EQ(answer(sandbox.port()), kBusyText);
-    EXPECT_EQ(sandbox.ctl("exit"), "exiting");
-    EXPECT_EQ(sandbox.stopServer(0), 0) << sandbox.serverOutput().toStdString();
-
-    // The instance lock and the port are free again for the next start on the same board.
-    ASSERT_TRUE(sandbox.startServer());
-    EXPECT_EQ(answer(sandbox.port()), kBusyText);
-    EXPECT_EQ(sandbox.stopServer(SIGTERM), 0) << sandbox.serverOutput().toStdString();
-
-    EXPECT_FALSE(Caller().call(sandbox.port())) << "the port must be closed after the exit";
-    const RunResult status = sandbox.run({"ctl", "status"}, sandbox.mainDir());
-    EXPECT_EQ(status.exitCode, 1);
-    EXPECT_TRUE(status.err.contains("not running")) << status.err.toStdString();
-    // Away from the board, ctl says which board it looked at.
-    EXPECT_TRUE(sandbox.run({"ctl", "status"})
-                    .err.contains("not running on the board in " + sandbox.root().toUtf8()));
-    EXPECT_EQ(sandbox.logEntries(),
-              QStringList({kLoaded, kBusy, kUnloaded, kLoaded, kBusy, kUnloaded}));
-}
-
 TEST_F(LifecycleE2e, SettingsFaultsStopTheServerWithTheirReason) {
     // Started somewhere that is not a board's main directory.
     const QString empty = sandbox.root() + "/empty";
@@ -216,23 +200,9 @@ TEST_F(LifecycleE2e, SettingsFaultsStopTheServerWithTheirReason) {
         << unmapped.out.toStdString();
     EXPECT_FALSE(QFileInfo::exists(sandbox.path("KELDTS.LOG")));
 
-    // A KELDTS.CFG that cannot be read leaves the server without even its port: it never comes
-    // up "online" on whatever port an empty record would give, but stops, naming the file.
+    // Any fatal fault (their texts are the settings' unit tests' business) stops a running server
+    // that rereads its settings just the same.
     ASSERT_NO_FATAL_FAILURE(sandbox.write("KELDTS.INI", ini));
-    const QByteArray settings = sandbox.read("KELDTS.CFG");
-    ASSERT_TRUE(QFile::remove(sandbox.path("KELDTS.CFG")));
-    ASSERT_TRUE(QDir().mkdir(sandbox.path("KELDTS.CFG")));
-    const RunResult unreadable = sandbox.run({"--headless"}, sandbox.mainDir());
-    EXPECT_EQ(unreadable.exitCode, 1);
-    EXPECT_TRUE(unreadable.out.contains("KELDTS - Error: Error While Loading KELDTS.CFG: Cannot "
-                                        "open " +
-                                        sandbox.path("KELDTS.CFG").toUtf8() + ": Is a directory"))
-        << unreadable.out.toStdString();
-    EXPECT_FALSE(unreadable.out.contains("online"));
-    ASSERT_TRUE(QDir().rmdir(sandbox.path("KELDTS.CFG")));
-    ASSERT_NO_FATAL_FAILURE(sandbox.write("KELDTS.CFG", settings));
-
-    // The same rules hold when a running server rereads its settings.
     ASSERT_TRUE(sandbox.startServer());
     ASSERT_TRUE(QFile::remove(sandbox.path("SYSPATHS.CFG")));
     sandbox.ctl("reload");

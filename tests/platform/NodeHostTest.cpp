@@ -2,14 +2,13 @@
 #include "platform/SocketHandOver.h"
 #include "platform/TmuxNodeHost.h"
 
-#include <QCoreApplication>
-#include <QDeadlineTimer>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
 #include <QScopeGuard>
 #include <QTemporaryDir>
+#include <QTest>
 
 #include <gtest/gtest.h>
 
@@ -23,17 +22,6 @@
 
 namespace {
 
-template <typename Predicate> bool waitFor(Predicate ready, int ms = 5000) {
-    QDeadlineTimer deadline(ms);
-    while (!ready()) {
-        if (deadline.hasExpired())
-            return false;
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    }
-    return true;
-}
-
 // By name, which puts 0, 1 and 2 first.
 QStringList descriptorsOf(qint64 pid) {
     return QDir(QStringLiteral("/proc/%1/fd").arg(pid))
@@ -41,7 +29,7 @@ QStringList descriptorsOf(qint64 pid) {
 }
 
 void descriptorsBackTo(qsizetype before) {
-    EXPECT_TRUE(waitFor([&] { return descriptorsOf(::getpid()).size() == before; }))
+    EXPECT_TRUE(QTest::qWaitFor([&] { return descriptorsOf(::getpid()).size() == before; }))
         << descriptorsOf(::getpid()).size() << " open, " << before << " expected";
 }
 
@@ -81,8 +69,7 @@ NodeHost::Launch echoNode(int node, int socketFd, int targetFd, const QString& g
 std::optional<NodeHost::Started> launchAndWait(NodeHost& host, const NodeHost::Launch& launch) {
     std::optional<NodeHost::Started> result;
     host.launch(launch, [&result](const NodeHost::Started& s) { result = s; });
-    waitFor([&] { return result.has_value(); }, 15000);
-    return result;
+    return QTest::qWaitFor([&] { return result.has_value(); }, 15000) ? result : std::nullopt;
 }
 
 // The node talks to its caller over the handed-over socket and holds nothing else.
@@ -114,59 +101,69 @@ void expectFailedStart(NodeHost& host, const QStringList& command, const QString
     EXPECT_EQ(::recv(caller.mine, &byte, 1, 0), 0) << "the caller is kept";
 }
 
+// What tmux prints for `command` on the server at `socket`.
+QByteArray tmux(const QString& socket, const QStringList& command) {
+    QProcess process;
+    process.start("tmux", QStringList{"-S", socket} + command);
+    process.waitForFinished();
+    return process.readAllStandardOutput().trimmed();
+}
+
+void startHost(TmuxNodeHost& host, int handOverMs) {
+    host.setHandOverTimeout(handOverMs);
+    QString error;
+    ASSERT_TRUE(host.start(&error)) << error.toStdString();
+}
+
+// A window someone else made, known to the host once tmux's word of it has come in.
+qint64 foreignWindow(TmuxNodeHost& host, const QString& name) {
+    tmux(host.tmuxSocket(), {"new-window", "-d", "-n", name, "sleep 60"});
+    return QTest::qWaitFor([&] { return host.findWindow(name) != 0; }) ? host.findWindow(name) : 0;
+}
+
 class TmuxNodeHostTest : public ::testing::Test {
   protected:
-    void SetUp() override {
-        host.setHandOverTimeout(10000);
-        QString error;
-        ASSERT_TRUE(host.start(&error)) << error.toStdString();
-    }
-    void TearDown() override {
-        QProcess::execute("tmux", {"-S", host.tmuxSocket(), "kill-server"});
-    }
+    void SetUp() override { ASSERT_NO_FATAL_FAILURE(startHost(*host, 10000)); }
+    void TearDown() override { tmux(socket, {"kill-server"}); }
 
     QTemporaryDir runtime, board;
-    TmuxNodeHost host{runtime.path(), board.path(), QStringLiteral(NODE_EXEC_HELPER)};
+    std::unique_ptr<TmuxNodeHost> host = std::make_unique<TmuxNodeHost>(
+        runtime.path(), board.path(), QStringLiteral(NODE_EXEC_HELPER));
+    const QString socket = host->tmuxSocket();
 };
 
 TEST_F(TmuxNodeHostTest, NodesGetTheirOwnCallerAreFoundByExactTitleAndFailuresLeakNothing) {
     // A name that the title would match as a tmux pattern comes first, to be picked wrongly.
-    ASSERT_EQ(QProcess::execute("tmux", {"-S", host.tmuxSocket(), "new-window", "-d", "-n",
-                                         "Node1 - KELDTS", "sleep 60"}),
-              0);
+    ASSERT_NE(foreignWindow(*host, "Node1 - KELDTS"), 0);
     const qsizetype before = descriptorsOf(::getpid()).size();
 
     Caller one, two;
     // Node 2 wants the descriptor number that the helper receives it at, which needs no dup2.
     std::optional<NodeHost::Started> first, second;
-    host.launch(echoNode(1, one.theirs, 7, "one"), [&](const NodeHost::Started& s) { first = s; });
-    host.launch(echoNode(2, two.theirs, 4, "two"), [&](const NodeHost::Started& s) { second = s; });
-    ASSERT_TRUE(waitFor([&] { return first && second; }, 15000));
-    expectServesItsCaller(host, one, *first, 7, "one");
-    expectServesItsCaller(host, two, *second, 4, "two");
+    host->launch(echoNode(1, one.theirs, 7, "one"), [&](const NodeHost::Started& s) { first = s; });
+    host->launch(echoNode(2, two.theirs, 4, "two"),
+                 [&](const NodeHost::Started& s) { second = s; });
+    ASSERT_TRUE(QTest::qWaitFor([&] { return first && second; }, 15000));
+    expectServesItsCaller(*host, one, *first, 7, "one");
+    expectServesItsCaller(*host, two, *second, 4, "two");
     // What windows() lists, and that a missing title finds nothing, the server's rounds and
     // free-node search show end to end.
-    EXPECT_EQ(host.findWindow(title(1)), first->handle);
-    EXPECT_NE(host.findWindow("Node1 - KELDTS"), 0);
+    EXPECT_EQ(host->findWindow(title(1)), first->handle);
 
     one.hangUp();
-    EXPECT_TRUE(waitFor([&] { return !host.isWindow(first->handle); }));
-    EXPECT_TRUE(host.isWindow(second->handle));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !host->isWindow(first->handle); }));
+    EXPECT_TRUE(host->isWindow(second->handle));
     two.hangUp();
-    EXPECT_TRUE(waitFor([&] { return !host.isWindow(second->handle); }));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !host->isWindow(second->handle); }));
 
-    expectFailedStart(host, {"./no-such-node-program"}, "no-such-node-program");
-    QString silentSocket;
-    {
-        // A helper that never calls in: the launch times out and the caller is let go.
-        QTemporaryDir otherBoard;
-        TmuxNodeHost silent(runtime.path(), otherBoard.path(), "/bin/true");
-        silent.setHandOverTimeout(1000);
-        QString error;
-        ASSERT_TRUE(silent.start(&error)) << error.toStdString();
-        expectFailedStart(silent, {}, "No hand-over within 1000 ms");
-        silentSocket = silent.tmuxSocket();
-    }
+    expectFailedStart(*host, {"./no-such-node-program"}, "no-such-node-program");
+    // A helper that never calls in: the launch times out and the caller is let go.
+    QTemporaryDir otherBoard;
+    auto silent = std::make_unique<TmuxNodeHost>(runtime.path(), otherBoard.path(), "/bin/true");
+    ASSERT_NO_FATAL_FAILURE(startHost(*silent, 1000));
+    expectFailedStart(*silent, {}, "No hand-over within 1000 ms");
+    const QString silentSocket = silent->tmuxSocket();
+    silent.reset();
     // With no node left its tmux server ends with it (that it outlives the host while a node
     // runs is seen end to end). Killing fails for want of a server, or ends one left behind.
     EXPECT_NE(QProcess::execute("tmux", {"-S", silentSocket, "kill-server"}), 0);
@@ -174,58 +171,33 @@ TEST_F(TmuxNodeHostTest, NodesGetTheirOwnCallerAreFoundByExactTitleAndFailuresLe
     descriptorsBackTo(before);
 }
 
-TEST_F(TmuxNodeHostTest, ShowGivesAnAttachCommandThatWorksAndHideDetachesItsViewers) {
-    ASSERT_EQ(QProcess::execute("tmux", {"-S", host.tmuxSocket(), "new-window", "-d", "-n",
-                                         title(1), "sleep 60"}),
-              0);
-    // A window someone else made is known once tmux's word of it has come in.
-    ASSERT_TRUE(waitFor([&] { return host.findWindow(title(1)) != 0; }));
-    const qint64 window = host.findWindow(title(1));
+TEST_F(TmuxNodeHostTest, ShowAttachesAViewerHideDetachesItAndAStoppedTmuxHoldsNothingUp) {
+    const qint64 window = foreignWindow(*host, title(1));
+    ASSERT_NE(window, 0);
     const QByteArray id = "@" + QByteArray::number(window);
     QString note;
-    ASSERT_TRUE(host.show(window, NodeHost::Show::Normal, &note));
+    ASSERT_TRUE(host->show(window, NodeHost::Show::Normal, &note));
     ASSERT_TRUE(note.startsWith(QStringLiteral("to watch it: "))) << note.toStdString();
     // A sysop's terminal, as `script` gives the attach command one.
     QProcess viewer;
     viewer.start("script", {"-qc", note.mid(13), "/dev/null"});
     const auto viewed = [&] {
-        QProcess list;
-        list.start("tmux", {"-S", host.tmuxSocket(), "list-clients", "-F", "#{window_id}"});
-        list.waitForFinished();
-        return list.readAllStandardOutput().split('\n').contains(id);
+        return tmux(socket, {"list-clients", "-F", "#{window_id}"}).split('\n').contains(id);
     };
-    ASSERT_TRUE(waitFor(viewed)) << "no viewer attached to " << id.toStdString();
+    ASSERT_TRUE(QTest::qWaitFor(viewed)) << "no viewer attached to " << id.toStdString();
 
-    ASSERT_TRUE(host.show(window, NodeHost::Show::Hidden, &note)) << note.toStdString();
-    EXPECT_TRUE(waitFor([&] { return viewer.state() == QProcess::NotRunning; }));
+    ASSERT_TRUE(host->show(window, NodeHost::Show::Hidden, &note)) << note.toStdString();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return viewer.state() == QProcess::NotRunning; }));
     EXPECT_FALSE(viewed());
-    EXPECT_TRUE(host.isWindow(window)) << "hiding must leave the node running";
-}
+    EXPECT_TRUE(host->isWindow(window)) << "hiding must leave the node running";
 
-// ctl and the admission under a stopped tmux are seen end to end; here what they cannot reach.
-TEST(StoppedTmuxTest, NothingWaitsForItAndALaunchFailsByItsTimeOut) {
-    QTemporaryDir runtime, board;
-    auto host = std::make_unique<TmuxNodeHost>(runtime.path(), board.path(),
-                                               QStringLiteral(NODE_EXEC_HELPER));
+    // A stopped tmux: nothing waits for it and a launch fails by its time-out (ctl and the
+    // admission under it are seen end to end).
     host->setHandOverTimeout(300);
-    QString error;
-    ASSERT_TRUE(host->start(&error)) << error.toStdString();
-    const auto tmux = [socket = host->tmuxSocket()](const QStringList& command) {
-        QProcess process;
-        process.start("tmux", QStringList{"-S", socket} + command);
-        process.waitForFinished();
-        return process.readAllStandardOutput().trimmed();
-    };
-    tmux({"new-window", "-d", "-n", title(1), "sleep 60"});
-    ASSERT_TRUE(waitFor([&] { return host->findWindow(title(1)) != 0; }));
-    const qint64 window = host->findWindow(title(1));
-    const pid_t tmuxPid = tmux({"display-message", "-p", "#{pid}"}).toInt();
+    const pid_t tmuxPid = tmux(socket, {"display-message", "-p", "#{pid}"}).toInt();
     ASSERT_GT(tmuxPid, 0);
     ASSERT_EQ(::kill(tmuxPid, SIGSTOP), 0);
-    const auto cleanUp = qScopeGuard([&] {
-        ::kill(tmuxPid, SIGCONT);
-        tmux({"kill-server"});
-    });
+    const auto resume = qScopeGuard([tmuxPid] { ::kill(tmuxPid, SIGCONT); });
 
     QElapsedTimer clock;
     clock.start();
@@ -255,7 +227,7 @@ TEST(HandOverTest, AWrongTokenGetsNothingAndLeavesTheOfferOpen) {
     helper.start(QStringLiteral(NODE_EXEC_HELPER),
                  {"--socket", server.path(), "--token", "0123456789abcdef0123456789abcdef", "--fd",
                   "5", "--", "/bin/sh", "-c", "exit 0"});
-    EXPECT_TRUE(waitFor([&] { return helper.state() == QProcess::NotRunning; }));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return helper.state() == QProcess::NotRunning; }));
     EXPECT_NE(helper.exitCode(), 0);
     EXPECT_FALSE(finished);
     EXPECT_EQ(server.pendingOffers(), 1);
@@ -290,12 +262,12 @@ TEST(ProcessNodeHostTest, NodesRunDetachedWithOnlyTheirSocketAndOnlyLiveOnesAreF
 
     one.hangUp();
     // Not its child: the exited node is a zombie until the first host reaps it, and still gone.
-    EXPECT_TRUE(waitFor([&] { return !restarted.isWindow(a->handle); }));
-    EXPECT_TRUE(waitFor([&] { return !host.isWindow(a->handle); }));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !restarted.isWindow(a->handle); }));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !host.isWindow(a->handle); }));
     EXPECT_EQ(host.findWindow(title(1)), 0);
     EXPECT_TRUE(host.isWindow(b->handle));
     two.hangUp();
-    EXPECT_TRUE(waitFor([&] { return !host.isWindow(b->handle); }));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !host.isWindow(b->handle); }));
     expectFailedStart(host, {"no-such-node-program"}, "no-such-node-program");
     descriptorsBackTo(before);
 
