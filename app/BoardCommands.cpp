@@ -1,6 +1,7 @@
 #include "app/BoardCommands.h"
 
 #include "data/Board.h"
+#include "data/PathDiagnostics.h"
 #include "data/ScriptFiles.h"
 #include "data/SystemConfig.h"
 #include "data/TableCommand.h"
@@ -134,4 +135,24 @@ int runEdit(int argc, char** argv) {
     printLine(stderr, QStringLiteral("Cannot start %1: %2")
                           .arg(QLatin1String(shell), QString::fromLocal8Bit(std::strerror(errno))));
     return 1;
+}
+
+int runDiagnose(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    QStringList words = app.arguments().mid(2);
+    const QString directory = takeBoardOption(words);
+    if (!words.isEmpty() || directory.isEmpty()) {
+        write(stderr, QStringLiteral("usage: keldts diagnose [--board DIR]\n"));
+        return 2;
+    }
+    const auto here = boardIn(directory, true);
+    if (!here)
+        return 2;
+    const Result<PathReport> report = runPathDiagnostics(here->board);
+    if (!report) {
+        printLine(stderr, report.error());
+        return 2;
+    }
+    printLine(stdout, QString(report->text).remove(QLatin1Char('\r')));
+    return report->allWell() ? 0 : 1;
 }

@@ -34,6 +34,7 @@ const char* kUsage = "usage: keldts [--headless] [/RESETWINDOW]\n"
                      "       keldts table [--board DIR] --list | NAME list|show|insert|delete|"
                      "move|set|head ...\n"
                      "       keldts edit [--board DIR] NAME.V|NAME.FB\n"
+                     "       keldts diagnose [--board DIR]\n"
                      "(ctl talks to the server of the board in DIR, by default the current "
                      "directory; table edits that board's files, see keldts table --help)\n";
 
@@ -160,6 +161,8 @@ int main(int argc, char** argv) {
         return runTable(argc, argv);
     if (args.size() > 1 && args.at(1) == QLatin1String("edit"))
         return runEdit(argc, argv);
+    if (args.size() > 1 && args.at(1) == QLatin1String("diagnose"))
+        return runDiagnose(argc, argv);
     if (args.size() > 1 && args.at(1) == QLatin1String("demo-node"))
         return runDemoNode(args.mid(2));
 

@@ -1,5 +1,6 @@
 #include "data/DemoBoard.h"
 
+#include "data/PathDiagnostics.h"
 #include "data/RecordFile.h"
 #include "data/SettingsRecords.h"
 #include "data/SystemConfig.h"
@@ -103,6 +104,7 @@ Result<QString> writeDemoBoard(const DemoBoardOptions& options) {
         [&] { return writeNewRecord(main, demoMainConfig()); },
         [&] { return writeNewRecord(main, demoServerConfig(options.port)); },
         [&] { return writeNew(main + QStringLiteral("/TEXT/NETONLY.TXT"), netOnly); },
+        [&] { return writeNew(main + QStringLiteral("/COLOR.CFG"), stockColorConfig()); },
         [&] { return writeNew(loadBbs, loadBbsScript(options.program)); },
     };
     for (const auto& step : steps) {

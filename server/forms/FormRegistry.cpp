@@ -1,6 +1,7 @@
 #include "server/forms/FormRegistry.h"
 
 #include "data/Board.h"
+#include "data/PathDiagnostics.h"
 #include "data/SettingsTables.h"
 #include "data/forms/ChannelForm.h"
 #include "data/forms/ListForm.h"
@@ -11,6 +12,7 @@
 #include "data/forms/TextSectionsForm.h"
 #include "server/Server.h"
 #include "server/forms/IpConfigDialog.h"
+#include "server/forms/TextDisplay.h"
 
 namespace {
 
@@ -93,6 +95,15 @@ const std::vector<FormEntry>& entries() {
                          ScriptFilesForm::Kind::FunctionBlocks),
         scriptFilesEntry("mnuToolsScriptEditor", "&Script Editor...",
                          ScriptFilesForm::Kind::Scripts),
+        {"mnuSettingsKeldconfig", "mnuSettingsKeldconfigDiagnostics", "BBS Path &Diagnostics",
+         nullptr,
+         [](FormContext& c, QWidget* parent) -> QDialog* {
+             const Result<PathReport> report = runPathDiagnostics(c.board);
+             // The report gives up quietly, as it always did.
+             if (!report)
+                 return nullptr;
+             return new TextDisplay(QStringLiteral("KELD - Diagnostics"), report->text, parent);
+         }},
         listEntry("mnuSettingsTriggers", "File &Triggers...", "KELDTSTR.DAT", "mnuSettings"),
         {"mnuSettings", "mnuSettingsIPConfig", "&IP Restrictions...", nullptr,
          [](FormContext& c, QWidget* parent) -> QDialog* {

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <QDialog>
+
+class QPlainTextEdit;
+
+// frmTextDisplay: a report for the sysop to read, in a fixed font, closed when read.
+class TextDisplay : public QDialog {
+    Q_OBJECT
+  public:
+    TextDisplay(const QString& title, const QString& text, QWidget* parent = nullptr);
+
+    QString text() const;
+
+  private:
+    QPlainTextEdit* view_;
+};
