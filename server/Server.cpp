@@ -1,5 +1,7 @@
 #include "server/Server.h"
 
+#include "console/ConsoleViews.h"
+
 #include "data/SystemConfig.h"
 #include "server/Admission.h"
 #include "server/CallerConnection.h"
@@ -387,6 +389,10 @@ QString Server::control(const QString& command, std::function<void()>& after) {
         return runStateName(board_.serverState);
     if (word == QLatin1String("nodes"))
         return nodes_.nodeRows().join(QLatin1Char('\n'));
+    if (word.startsWith(QLatin1String("view "))) {
+        const QString text = views::viewText(board_, word.mid(5).trimmed());
+        return text.isEmpty() ? QStringLiteral("unknown command: ") + command.trimmed() : text;
+    }
     if (word == QLatin1String("activate")) {
         logs_.writeDebugPane(
             logs_.paneTime() +

@@ -9,6 +9,7 @@
 const RecordLayout& controlLayout();     // CONTROL.DAT, one record per node from node 0
 const RecordLayout& ipFilterLayout();    // KELDTSIP.DAT
 const RecordLayout& fileTriggerLayout(); // KELDTSTR.DAT
+const RecordLayout& webCallerLayout();   // WEBCALLER.LST
 const RecordLayout& statisticsLayout();  // STATKBBS.DAT, also its backup STATKBBS.BAK
 
 // Board configuration

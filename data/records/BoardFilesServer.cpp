@@ -26,6 +26,15 @@ constexpr std::array kIpFilter{
 };
 static_assert(fieldsAreContiguous(kIpFilter, 15));
 
+// Written by the board's web front end, one record a web caller.
+constexpr std::array kWebCaller{
+    Field{"webplace", 0, T::Str, 32},      Field{"webfrom", 32, T::Str, 15},
+    Field{"webtime", 47, T::Str, 12},      Field{"webuser", 59, T::I16, 2},
+    Field{"webhandle", 61, T::Str, 40},    Field{"webactivity", 101, T::Str, 24},
+    Field{"reserved125", 125, T::Str, 32}, Field{"reserved157", 157, T::I16, 2},
+};
+static_assert(fieldsAreContiguous(kWebCaller, 159));
+
 constexpr std::array kFileTrigger{
     Field{"trigger", 0, T::Str, 250},      Field{"command", 250, T::Str, 250},
     Field{"parameters", 500, T::Str, 80},  Field{"deletetrigger", 580, T::I16, 2},
@@ -57,6 +66,11 @@ const RecordLayout& controlLayout() {
 
 const RecordLayout& ipFilterLayout() {
     static const RecordLayout layout{"KELDTSIP.DAT", 15, kIpFilter};
+    return layout;
+}
+
+const RecordLayout& webCallerLayout() {
+    static const RecordLayout layout{"WEBCALLER.LST", 159, kWebCaller, "dat"};
     return layout;
 }
 

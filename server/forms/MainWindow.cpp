@@ -1,14 +1,18 @@
 #include "server/forms/MainWindow.h"
 
+#include "console/ConsoleViews.h"
 #include "console/DebugPane.h"
 #include "server/NodeTable.h"
 #include "server/Server.h"
 #include "server/forms/FormRegistry.h"
 #include "server/forms/NodeMenu.h"
+#include "server/forms/TextDisplay.h"
 
 #include <QApplication>
 #include <QCloseEvent>
+#include <QDesktopServices>
 #include <QDialog>
+#include <QFileInfo>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QListWidget>
@@ -19,6 +23,7 @@
 #include <QPlainTextEdit>
 #include <QScreen>
 #include <QSystemTrayIcon>
+#include <QUrl>
 #include <QVBoxLayout>
 
 #include <map>
@@ -70,6 +75,7 @@ MainWindow::MainWindow(DebugPane& pane, QWidget* parent) : QMainWindow(parent) {
         addMenuAction(file, "mnuFileReloadCfg", QStringLiteral("&Reload Configuration"));
     file->addSeparator();
     QAction* exit = addMenuAction(file, "mnuFileExit", QStringLiteral("E&xit"));
+    buildViews();
     buildFormMenus();
 
     auto* central = new QWidget(this);
@@ -119,6 +125,50 @@ MainWindow::MainWindow(DebugPane& pane, QWidget* parent) : QMainWindow(parent) {
             [this] { server_->queryUnload(Server::CloseReason::ExitCommand, *dialogs_); });
     buildTools();
     buildTray();
+}
+
+void MainWindow::buildViews() {
+    QMenu* view = menuBar()->addMenu(QStringLiteral("&View"));
+    view->setObjectName(QStringLiteral("mnuView"));
+    connect(addMenuAction(view, "mnuViewCallers", QStringLiteral("Today's &Callers")),
+            &QAction::triggered, this, [this] {
+                showText(QStringLiteral("KELD - Today's Callers"),
+                         views::todaysCallers(server_->board()));
+            });
+    connect(addMenuAction(view, "mnuViewWhosOnline", QStringLiteral("&Who's Online")),
+            &QAction::triggered, this, [this] {
+                showText(QStringLiteral("KELD - Who's Online"),
+                         views::whosOnline(server_->board()));
+            });
+    view->addSeparator();
+    QMenu* misc = nullptr;
+    for (const views::LogFile& log : views::logFiles()) {
+        if (log.miscellaneous && !misc) {
+            misc = view->addMenu(QStringLiteral("&Miscellaneous BBS Logs"));
+            misc->setObjectName(QStringLiteral("mnuViewMisc"));
+        }
+        connect(addMenuAction(log.miscellaneous ? misc : view, log.menu,
+                              QString::fromLatin1(log.caption)),
+                &QAction::triggered, this, [this, &log] {
+                    const QString path = views::logPath(server_->board(), log);
+                    if (QFileInfo::exists(path))
+                        QDesktopServices::openUrl(QUrl::fromLocalFile(path));
+                    else
+                        showText(QLatin1String(log.missingTitle),
+                                 QLatin1String(views::kFileNotFound));
+                });
+    }
+}
+
+void MainWindow::showText(const QString& title, const QString& text) {
+    if (!textDisplay_) {
+        textDisplay_ = new TextDisplay(title, text, this);
+        textDisplay_->setAttribute(Qt::WA_DeleteOnClose);
+    } else {
+        textDisplay_->setContent(title, text);
+    }
+    textDisplay_->show();
+    textDisplay_->raise();
 }
 
 void MainWindow::buildTools() {

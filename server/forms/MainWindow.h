@@ -12,6 +12,7 @@ class QAction;
 class QLabel;
 class QListWidget;
 class QPlainTextEdit;
+class TextDisplay;
 class QSystemTrayIcon;
 class NodeCommands;
 struct FormEntry;
@@ -53,6 +54,10 @@ class MainWindow : public QMainWindow, public ConsoleFace {
 
   private:
     QAction* addMenuAction(QMenu* menu, const char* name, const QString& text);
+    // The View menu: the callers' tables and the logs.
+    void buildViews();
+    // Shows a view in the one window that serves them all, without blocking.
+    void showText(const QString& title, const QString& text);
     // The Tools menu's commands that start the board's unattended duties by hand.
     void buildTools();
     void runDuty(const Result<>& result);
@@ -61,6 +66,7 @@ class MainWindow : public QMainWindow, public ConsoleFace {
     // Opens a form from its menu entry; only one is open at a time.
     void launch(const FormEntry& entry);
 
+    QPointer<TextDisplay> textDisplay_;
     Server* server_ = nullptr;
     Dialogs* dialogs_ = nullptr;
     NodeTable* nodes_ = nullptr;

@@ -11,6 +11,8 @@ class TextDisplay : public QDialog {
     TextDisplay(const QString& title, const QString& text, QWidget* parent = nullptr);
 
     QString text() const;
+    // A new view in the same window: one window serves them all.
+    void setContent(const QString& title, const QString& text);
 
   private:
     QPlainTextEdit* view_;
