@@ -88,17 +88,19 @@ std::optional<QStringList> webCallers(const Board& board, qint64 now) {
     return rows;
 }
 
+// A view's title over its line of hyphens, a blank line, and its columns' heads.
+QString tableHead(const char* title, int hyphens, const char* columns, const char* rule) {
+    return QLatin1String(title) + kCrLf + QString(hyphens, QLatin1Char('-')) + kCrLf + kCrLf +
+           QLatin1String(columns) + kCrLf + QLatin1String(rule) + kCrLf;
+}
+
 } // namespace
 
 QString todaysCallers(const Board& board) {
-    QString text = QStringLiteral("Keldoran Today's Callers") + kCrLf + QString(32, '-') + kCrLf +
-                   kCrLf +
-                   QStringLiteral(" Call #  User No.   User Name                     Ch  # Time"
-                                  "   Baud") +
-                   kCrLf +
-                   QStringLiteral("-------- ---------- ----------------------------- ----- ------"
-                                  " ---------") +
-                   kCrLf;
+    QString text =
+        tableHead("Keldoran Today's Callers", 32,
+                  " Call #  User No.   User Name                     Ch  # Time   Baud",
+                  "-------- ---------- ----------------------------- ----- ------ ---------");
     const QString callers = board.filePath("dat", QStringLiteral("CALLERS.LST"));
     if (QFileInfo::exists(callers))
         text += cp437::toUnicode(withoutColours(wholeFile(callers)));
@@ -109,14 +111,10 @@ QString todaysCallers(const Board& board) {
 }
 
 QString whosOnline(const Board& board) {
-    QString text = QStringLiteral("Keldoran Who's Online") + kCrLf + QString(29, '-') + kCrLf +
-                   kCrLf +
-                   QStringLiteral("Ch # User # Handle                           Action          "
-                                  "         Baud") +
-                   kCrLf +
-                   QStringLiteral("---- ------ -------------------------------- ----------------"
-                                  "-------- --------") +
-                   kCrLf;
+    QString text =
+        tableHead("Keldoran Who's Online", 29,
+                  "Ch # User # Handle                           Action                   Baud",
+                  "---- ------ -------------------------------- ------------------------ --------");
     const Result<QList<Record>> nodes =
         recordtable::read(board.path(controlLayout()), controlLayout());
     const int last = board.mainConfig.i16("maxchannelno");

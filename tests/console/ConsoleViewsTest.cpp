@@ -17,7 +17,9 @@ class ConsoleViewsTest : public ::testing::Test {
 };
 
 TEST_F(ConsoleViewsTest, TodaysCallersAreTheListsWithoutTheirColourCodes) {
-    EXPECT_TRUE(views::todaysCallers(*tb.board).endsWith("---------\r\n"));
+    const QString head = views::todaysCallers(*tb.board);
+    EXPECT_TRUE(head.startsWith("Keldoran Today's Callers\r\n" + QString(32, '-') + "\r\n\r\n"));
+    EXPECT_TRUE(head.endsWith("---------\r\n"));
     tb.write("DATA/CALLERS.LST", "\x03"
                                  "1     1 Fred\r\n\x03");
     tb.write("DATA/NETCALLS.LST", "    2 \x03"
@@ -53,6 +55,7 @@ TEST_F(ConsoleViewsTest, WhosOnlineListsTheNodesWithACallerAndTheWebsRecentOnes)
     tb.write("DATA/WEBCALLER.LST", web);
 
     const QString text = views::whosOnline(*tb.board);
+    EXPECT_TRUE(text.startsWith("Keldoran Who's Online\r\n" + QString(29, '-') + "\r\n"));
     EXPECT_TRUE(text.endsWith(
         "-------- --------\r\n"
         "   0      1 Sysop                            Local Sysop              Local   \r\n"
