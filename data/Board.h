@@ -25,6 +25,16 @@ class LogSinks {
     }
 };
 
+// The pane's two line styles: "hh:nn:ss : text" for events, and the daily style that adds the
+// date, "hh:nn:ss : mm/dd/yyyy : text".
+inline QString eventPaneLine(const QDateTime& now, const QString& text) {
+    return now.toString(QStringLiteral("HH:mm:ss")) + QStringLiteral(" : ") + text;
+}
+inline QString dailyPaneLine(const QDateTime& now, const QString& text) {
+    return eventPaneLine(now,
+                         now.toString(QStringLiteral("MM/dd/yyyy")) + QStringLiteral(" : ") + text);
+}
+
 // Run states of the server.
 enum ServerState : qint16 {
     StateStarting = -2,

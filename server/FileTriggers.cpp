@@ -12,6 +12,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
+#include <QRegularExpression>
 
 FileTriggers::FileTriggers(Board& board, LogSinks& logs, NodeServices& nodes, BatchRunner& runner)
     : board_(board), logs_(logs), nodes_(nodes), runner_(runner) {}
@@ -23,21 +24,29 @@ void FileTriggers::poll() {
 
 void FileTriggers::closeRequestedNodes() {
     const QString main = board_.directoryPath("main");
+    // The directory is looked at once a minute, not once a node: the requests only go away
+    // as they are taken here.
+    QStringList requests;
+    for (const QString& name : QDir(main).entryList(QDir::Files | QDir::Hidden)) {
+        if (matchesDosWildcard(QStringLiteral("KILLNODE.*"), name))
+            requests << name;
+    }
     bool closed = false;
-    for (int node = 1; node <= board_.mainConfig.i16("maxchannelno"); ++node) {
-        if (!filehelpers::fileExists(QDir(main).filePath(QStringLiteral("KILLNODE.*"))))
-            break;
-        const QString request = caseBlindPath(main, QStringLiteral("KILLNODE.%1").arg(node));
-        if (!QFileInfo(request).isFile())
+    for (int node = 1; node <= board_.mainConfig.i16("maxchannelno") && !requests.isEmpty();
+         ++node) {
+        const qsizetype taken =
+            requests.indexOf(QRegularExpression(QStringLiteral("^KILLNODE\\.%1$").arg(node),
+                                                QRegularExpression::CaseInsensitiveOption));
+        if (taken < 0)
             continue;
-        QFile::remove(request);
+        QFile::remove(QDir(main).filePath(requests.takeAt(taken)));
         if (!nodes_.killProcessTree(nodes_.nodeProcessId(node)))
             continue;
         nodes_.resetNodeRecord(node);
         nodes_.deleteNodeFiles(node);
         QFile::remove(caseBlindPath(main, QStringLiteral("KTSN%1.BAT").arg(node)));
-        logs_.writeDebugPane(board_.clock.now().toString(QStringLiteral("HH:mm:ss")) +
-                             QStringLiteral(" : File Trigger : Node %1 Closed").arg(node));
+        logs_.writeDebugPane(eventPaneLine(
+            board_.clock.now(), QStringLiteral("File Trigger : Node %1 Closed").arg(node)));
         logs_.writeEventLog(QStringLiteral("(%1) File Trigger : Node Closed").arg(node));
         closed = true;
     }

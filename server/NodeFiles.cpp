@@ -16,9 +16,13 @@ QByteArray crlfLines(const QStringList& lines) {
     return out;
 }
 
+QStringList backToMain(const QString& mainDirectory) {
+    return {mainDirectory.left(2), QStringLiteral("CD ") + mainDirectory};
+}
+
 QStringList batchHead(const QString& mainDirectory, const QDateTime& now) {
-    return {QStringLiteral("@ECHO OFF"), QStringLiteral("REM ") + createdBy(now),
-            mainDirectory.left(2), QStringLiteral("CD ") + mainDirectory};
+    return QStringList{QStringLiteral("@ECHO OFF"), QStringLiteral("REM ") + createdBy(now)} +
+           backToMain(mainDirectory);
 }
 
 QString createdBy(const QDateTime& now) {
@@ -44,7 +48,6 @@ QString callerAddress(const Board& board, int node) {
 
 QByteArray nodeBatch(const BatchInfo& info, const QDateTime& now) {
     const QString m = info.mainDirectory.trimmed();
-    const QString d = m.left(2);
     const QString n = QString::number(info.node);
     QStringList lines = batchHead(m, now);
     lines << QStringLiteral("PCANSI.COM > NUL.") << m + QStringLiteral("\\NETFOSS.COM /N") + n
@@ -54,10 +57,10 @@ QByteArray nodeBatch(const BatchInfo& info, const QDateTime& now) {
                  .arg(info.netfossSleep)
                  .arg(info.netfossBuffer)
                  .arg(info.netfossDelay)
-          << m + QStringLiteral("\\NETFOSS.COM /U") << d << QStringLiteral("CD ") + m;
+          << m + QStringLiteral("\\NETFOSS.COM /U") << backToMain(m);
     if (info.logoffBat == 2 || (info.logoffBat == 1 && info.node == 1))
         lines << QStringLiteral("IF EXIST LOGOFF.BAT CALL LOGOFF.BAT ") + n;
-    lines << QStringLiteral(":END") << d << QStringLiteral("CD ") + m
+    lines << QStringLiteral(":END") << backToMain(m)
           << QStringLiteral("DEL %1\\KTSN%2.BAT > NUL.").arg(m, n) << QStringLiteral("EXIT");
     return crlfLines(lines);
 }

@@ -17,6 +17,10 @@ QByteArray crlfLines(const QStringList& lines);
 // main directory's drive and directory made current.
 QStringList batchHead(const QString& mainDirectory, const QDateTime& now);
 
+// The lines that make the main directory's drive and directory current again, before a batch
+// deletes itself.
+QStringList backToMain(const QString& mainDirectory);
+
 // "This file created by KELDTS v<version> @ hh:nn:ss on mm/dd/yyyy".
 QString createdBy(const QDateTime& now);
 

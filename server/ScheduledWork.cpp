@@ -13,6 +13,8 @@
 #include <QDir>
 #include <QFileInfo>
 
+using nodefiles::backToMain;
+
 namespace {
 
 QString yymmdd(const QDateTime& when) {
@@ -46,9 +48,7 @@ Result<> ScheduledWork::writeAndRun(const QString& name, const QByteArray& text,
 }
 
 void ScheduledWork::reportDaily(const QString& text) {
-    const QDateTime now = board_.clock.now();
-    logs_.writeDebugPane(now.toString(QStringLiteral("HH:mm:ss")) + QStringLiteral(" : ") +
-                         now.toString(QStringLiteral("MM/dd/yyyy")) + QStringLiteral(" : ") + text);
+    logs_.writeDebugPane(dailyPaneLine(board_.clock.now(), text));
     logs_.writeEventLog(text);
 }
 
@@ -115,8 +115,8 @@ Result<> ScheduledWork::runDailyMaintenance() {
     const QString m = mainDos();
     QStringList lines = nodefiles::batchHead(m, now);
     lines << QStringLiteral("KSWEEP.EXE /DAILY")
-          << QStringLiteral("DEL %1\\*.FDX > NUL.").arg(board_.sysPaths.text("fdx")) << m.left(2)
-          << QStringLiteral("CD ") + m << QStringLiteral("DEL %1\\KTSDMNT.BAT > NUL.").arg(m)
+          << QStringLiteral("DEL %1\\*.FDX > NUL.").arg(board_.sysPaths.text("fdx"))
+          << backToMain(m) << QStringLiteral("DEL %1\\KTSDMNT.BAT > NUL.").arg(m)
           << QStringLiteral("EXIT");
     if (Result<> ran = writeAndRun(QStringLiteral("KTSDMNT.BAT"), nodefiles::crlfLines(lines),
                                    eventWindowStyle());
@@ -147,42 +147,40 @@ void ScheduledWork::runScheduledEvents() {
     const QString name = QStringLiteral("EVNT%1.BAT").arg(now.toString(QStringLiteral("HHmm")));
     const QString minute = now.toString(QStringLiteral("HH:mm"));
     const QString today = yymmdd(now);
-    const QString m = mainDos();
-    QStringList lines = nodefiles::batchHead(m, now);
-
     const QString events = board_.path(eventsLayout());
     if (!filehelpers::touchFile(events, false).ok())
         return;
     const Result<qint16> count = recordtable::count(events, eventsLayout());
     if (!count)
         return;
-    int due = 0;
+    // Read once a second: nothing beyond the reading happens unless an event is due.
+    QStringList commands;
     for (int number = 1; number <= count.value(); ++number) {
         Record event(eventsLayout());
         if (!recordfile::read(events, number, event).ok())
             return;
         if (event.text("evtdate") == today || event.text("evttime") != minute)
             continue;
-        ++due;
         const QString command = event.text("evtcommand").trimmed().toUpper();
         const bool batch = command.section(QLatin1Char(' '), 0, 0).endsWith(QLatin1String(".BAT"));
-        lines << (batch ? QStringLiteral("CALL ") + command : command);
+        commands << (batch ? QStringLiteral("CALL ") + command : command);
         // Written at once: the event has had its day even if its batch never runs.
         event.setText("evtdate", today);
         if (!recordfile::write(events, number, event).ok())
             return;
     }
-    if (due == 0)
+    if (commands.isEmpty())
         return;
-    lines << m.left(2) << QStringLiteral("CD ") + m << QStringLiteral("DEL %1\\%2").arg(m, name)
-          << QStringLiteral("EXIT");
+    const QString m = mainDos();
+    const QStringList lines =
+        nodefiles::batchHead(m, now) + commands + backToMain(m) +
+        QStringList{QStringLiteral("DEL %1\\%2").arg(m, name), QStringLiteral("EXIT")};
     // The batch is printed whole, and the print ends with a line end of its own.
     if (!writeAndRun(name, nodefiles::crlfLines(lines) + "\r\n", BatchRunner::Style::Minimized)
              .ok())
         return;
-    const QString executed = QStringLiteral("%1 Event(s) Executed").arg(due);
-    logs_.writeDebugPane(now.toString(QStringLiteral("HH:mm:ss")) + QStringLiteral(" : ") +
-                         executed);
+    const QString executed = QStringLiteral("%1 Event(s) Executed").arg(commands.size());
+    logs_.writeDebugPane(eventPaneLine(now, executed));
     logs_.writeEventLog(executed);
 }
 
@@ -206,7 +204,7 @@ Result<> ScheduledWork::runTossBatch() {
     lines << QStringLiteral("KTOSS.EXE 0 /TOSS") << QStringLiteral("ECHO @ECHO OFF > POLL.BAT")
           << QStringLiteral("FOR %%T IN (POLL?.NET) DO COPY POLL.BAT+%%T")
           << QStringLiteral("DEL POLL?.NET > NUL.") << QStringLiteral("CALL POLL.BAT")
-          << QStringLiteral("DEL POLL.BAT > NUL.") << m.left(2) << QStringLiteral("CD ") + m
+          << QStringLiteral("DEL POLL.BAT > NUL.") << backToMain(m)
           << QStringLiteral("DEL %1\\KTSTOSS.BAT > NUL.").arg(m) << QStringLiteral("EXIT");
     return writeAndRun(QStringLiteral("KTSTOSS.BAT"), nodefiles::crlfLines(lines),
                        eventWindowStyle());
@@ -223,7 +221,7 @@ void ScheduledWork::sweep(Dialogs& answers, std::function<void(const QString& ou
         lines << QStringLiteral("ECHO KTSSWEEP > KTSSWEEP.FLG")
               << (forced ? QStringLiteral("KSWEEP.EXE /SUPERCLEAN /OVERRIDE")
                          : QStringLiteral("KSWEEP.EXE /SUPERCLEAN"))
-              << m.left(2) << QStringLiteral("CD ") + m << QStringLiteral("DEL KTSSWEEP.FLG > NUL.")
+              << backToMain(m) << QStringLiteral("DEL KTSSWEEP.FLG > NUL.")
               << QStringLiteral("DEL %1\\KTSSWEEP.BAT > NUL.").arg(m) << QStringLiteral("EXIT");
         const Result<> ran = writeAndRun(QStringLiteral("KTSSWEEP.BAT"),
                                          nodefiles::crlfLines(lines), BatchRunner::Style::Normal);

@@ -360,9 +360,7 @@ void Server::secondTick() {
     if (now.date() != board_.displayDate) {
         board_.displayDate = now.date();
         pane_.clear();
-        logs_.writeDebugPane(now.toString(QStringLiteral("HH:mm:ss")) + QStringLiteral(" : ") +
-                             now.toString(QStringLiteral("MM/dd/yyyy")) +
-                             QStringLiteral(" : Daily Display Reset."));
+        logs_.writeDebugPane(dailyPaneLine(now, QStringLiteral("Daily Display Reset.")));
     }
     work_.secondTick();
 }

@@ -20,8 +20,7 @@ FunctionBlockForm::FunctionBlockForm(Board& board, const QString& fileName, QWid
 bool FunctionBlockForm::loadAll() {
     const Result<Record> head = model().rows().readHead();
     if (!head) {
-        board().dialogs.message(QStringLiteral("KELDTS - Error"), listLoadFailure().reason,
-                                MessageIcon::Stop);
+        sayLoadFailed();
         return false;
     }
     head_->load(head.value());

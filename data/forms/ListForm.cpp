@@ -97,11 +97,15 @@ void ListForm::addButton(QPushButton* button) {
 bool ListForm::load() {
     BusyGuard busy(busy_);
     if (!model_->reload().ok()) {
-        board_.dialogs.message(kErrorTitle, listLoadFailure().reason, MessageIcon::Stop);
+        sayLoadFailed();
         return false;
     }
     select(0);
     return true;
+}
+
+void ListForm::sayLoadFailed() {
+    board_.dialogs.message(kErrorTitle, listLoadFailure().reason, MessageIcon::Stop);
 }
 
 int ListForm::selectedRow() const {
@@ -134,7 +138,7 @@ void ListForm::updateButtons() {
 
 void ListForm::reload(int row) {
     if (!model_->reload().ok()) {
-        board_.dialogs.message(kErrorTitle, listLoadFailure().reason, MessageIcon::Stop);
+        sayLoadFailed();
         reject();
         return;
     }

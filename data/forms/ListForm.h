@@ -49,6 +49,8 @@ class ListForm : public QDialog {
     void openForm(QDialog* form, std::function<void()> closed);
     // Reads the rows again and selects `row`, or the last row when there are fewer.
     void reload(int row);
+    // The box of a list that could not be read.
+    void sayLoadFailed();
     // Says what went wrong and reads the rows again.
     void report(const Result<>& result, int row);
     // After every change of the selection and of the rows.
