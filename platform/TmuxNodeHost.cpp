@@ -97,14 +97,18 @@ TmuxNodeHost::~TmuxNodeHost() {
     if (!control)
         return;
     disconnect(control, nullptr, this, nullptr);
-    // Node windows keep the tmux server for the next start to adopt; with the placeholder alone
-    // nothing is worth leaving a process behind for. A tmux that does not answer is left as it
-    // is: waiting for it could take for ever.
-    const bool onlyPlaceholder = windowsKnown_ && !launching &&
-                                 std::all_of(windows_.begin(), windows_.end(),
-                                             [](auto& w) { return w.title == kPlaceholder; });
-    if (answering() && onlyPlaceholder) {
-        control->write("kill-server\n");
+    // Node windows keep the tmux server for the next start to adopt; without them nothing is
+    // worth leaving a process behind for. Batches still running keep it until they end: only
+    // the placeholder goes then, and tmux leaves with the last batch. A tmux that does not
+    // answer is left as it is: waiting for it could take for ever.
+    const bool noNodes = windowsKnown_ && !launching &&
+                         std::all_of(windows_.begin(), windows_.end(), [this](auto& w) {
+                             return w.title == kPlaceholder || batchTitles_.contains(w.title);
+                         });
+    if (answering() && noNodes) {
+        control->write(batchTitles_.isEmpty() ? QByteArray("kill-server\n")
+                                              : "kill-window -t " + kSessionTarget + ":" +
+                                                    kPlaceholder.toUtf8() + "\n");
         control->closeWriteChannel();
         if (control->waitForFinished(kExitWaitMs))
             return;
@@ -366,6 +370,7 @@ bool TmuxNodeHost::openWindow(const QString& title, const QStringList& program,
                               std::function<void(const QString& why)> failed) {
     if (!handOver_ || program.isEmpty())
         return false;
+    batchTitles_.insert(title);
     QByteArray line = "new-window -d -t " + kSessionTarget + ": -n " + word(title) + " -c " +
                       word(workingDirectory) + " --";
     for (const QString& argument : program)

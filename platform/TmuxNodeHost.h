@@ -7,6 +7,7 @@
 #include <QElapsedTimer>
 #include <QHash>
 #include <QObject>
+#include <QSet>
 #include <QString>
 
 #include <deque>
@@ -91,6 +92,8 @@ class TmuxNodeHost : public QObject, public NodeHost {
     QString handOverSocket_;
     QString nodeExec_;
     QString viewer_;
+    // The titles of the batch windows this run opened: they hold no caller to adopt.
+    QSet<QString> batchTitles_;
     int handOverTimeoutMs_ = 10000;
     HandOverServer* handOver_ = nullptr;
     QHash<QByteArray, Pending*> pending_;
