@@ -1,15 +1,21 @@
 #include "app/BoardCommands.h"
 
 #include "data/Board.h"
+#include "data/ListTables.h"
 #include "data/PathDiagnostics.h"
+#include "data/RecordTable.h"
 #include "data/ScriptFiles.h"
 #include "data/SystemConfig.h"
 #include "data/TableCommand.h"
+#include "data/UserAccounts.h"
+#include "data/records/BoardFiles.h"
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
 
 #include <cerrno>
 #include <cstring>
@@ -67,6 +73,20 @@ void write(FILE* stream, const QString& text) {
     std::fflush(stream);
 }
 
+// How far a long pass has come, on the one line of a terminal; nothing when the output goes
+// elsewhere, where a stream of percentages would only be noise.
+TableRows::Progress terminalProgress() {
+    if (!::isatty(STDERR_FILENO))
+        return {};
+    return [shown = QString()](const QString& step, int percent) mutable {
+        const QString line = QStringLiteral("\r%1: %2%").arg(step).arg(percent);
+        if (line == shown)
+            return;
+        shown = line;
+        write(stderr, percent >= 100 ? line + QLatin1Char('\n') : line);
+    };
+}
+
 } // namespace
 
 void printLine(FILE* stream, const QString& text) {
@@ -101,7 +121,7 @@ int runTable(int argc, char** argv) {
     const auto here = boardIn(directory, words.first() != QLatin1String("--list"));
     if (!here)
         return 2;
-    const tablecommand::Outcome outcome = tablecommand::run(here->board, words);
+    const tablecommand::Outcome outcome = tablecommand::run(here->board, words, terminalProgress());
     write(stdout, outcome.out);
     write(stderr, outcome.err);
     return outcome.status;
@@ -155,4 +175,48 @@ int runDiagnose(int argc, char** argv) {
     }
     printLine(stdout, QString(report->text).remove(QLatin1Char('\r')));
     return report->allWell() ? 0 : 1;
+}
+
+int runUsers(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    QStringList words = app.arguments().mid(2);
+    const QString directory = takeBoardOption(words);
+    const bool asJson = words.removeAll(QStringLiteral("--json")) > 0;
+    const bool find = words.size() == 2 && words.first() == QLatin1String("find");
+    const bool reindex = words == QStringList{QStringLiteral("reindex")};
+    if ((!find && !reindex) || directory.isEmpty()) {
+        write(stderr, QStringLiteral("usage: keldts users [--board DIR] find TEXT [--json]\n"
+                                     "       keldts users [--board DIR] reindex\n"));
+        return 2;
+    }
+    const auto here = boardIn(directory, true);
+    if (!here)
+        return 2;
+    if (reindex) {
+        if (Result<> rebuilt = useraccounts::rebuildIndex(here->board, terminalProgress());
+            !rebuilt) {
+            printLine(stderr, rebuilt.error());
+            return 2;
+        }
+        return 0;
+    }
+    const Result<QList<Record>> users =
+        recordtable::read(here->board.path(userLayout()), userLayout());
+    if (!users) {
+        printLine(stderr, users.error());
+        return 2;
+    }
+    const QList<int> found = useraccounts::find(users.value(), words.at(1));
+    if (asJson) {
+        QJsonArray numbers;
+        for (int number : found)
+            numbers.append(number);
+        write(stdout, QString::fromUtf8(QJsonDocument(numbers).toJson(QJsonDocument::Compact)));
+        return 0;
+    }
+    const int count = int(users->size());
+    const listtables::ListTable& table = listtables::named("USERFILE.DAT");
+    for (int number : found)
+        printLine(stdout, listtables::rowText(table, users->at(number - 1), number, count));
+    return 0;
 }

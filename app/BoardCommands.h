@@ -14,6 +14,9 @@ void printLine(FILE* stream, const QString& text);
 QString takeBoardOption(QStringList& words);
 
 int runTable(int argc, char** argv);
+// `keldts users find TEXT` lists the users whose handle or name holds TEXT; `keldts users
+// reindex` writes USERFILE.IDX anew.
+int runUsers(int argc, char** argv);
 // Prints the path diagnostics of the board; 0 when all is well, 1 otherwise.
 int runDiagnose(int argc, char** argv);
 // Opens a script or a function block of the script directory in the sysop's text editor:

@@ -5,6 +5,7 @@
 #include "console/DebugPane.h"
 #include "data/Board.h"
 #include "data/DemoBoard.h"
+#include "data/forms/UserEditForm.h"
 #include "platform/PlatformSettings.h"
 #include "platform/ProcessNodeHost.h"
 #include "platform/SingleInstance.h"
@@ -33,7 +34,8 @@ const char* kUsage = "usage: keldts [--headless] [/RESETWINDOW]\n"
                      "show|hide|chat|boot|noise|close|reset|block [--yes]\n"
                      "       keldts ctl [--board DIR] reset-all|boot-all [--yes]\n"
                      "       keldts table [--board DIR] --list | NAME list|show|insert|delete|"
-                     "move|set|head ...\n"
+                     "move|set|head|compress ...\n"
+                     "       keldts users [--board DIR] find TEXT [--json] | reindex\n"
                      "       keldts edit [--board DIR] NAME.V|NAME.FB\n"
                      "       keldts diagnose [--board DIR]\n"
                      "(ctl talks to the server of the board in DIR, by default the current "
@@ -119,8 +121,12 @@ int runServer(QCoreApplication& app, SingleInstance& instance, bool headless,
     NodeCommands nodeCommands(board, logs, nodes.table(), *host);
     server.setNodeCommands(&nodeCommands);
     server.setNodeHost(host.get());
-    if (window)
+    if (window) {
         window->attach(&server, dialogs.get(), &nodes.table(), &nodeCommands);
+        nodeCommands.editUser = [&board, &window](int user) {
+            UserEditForm::openOn(board, user, window.get());
+        };
+    }
     // Connected before the load: a fatal settings error ends the run once its box is closed.
     QObject::connect(
         &server, &Server::exitRequested, &app, [&app](int code) { app.exit(code); },
@@ -160,6 +166,8 @@ int main(int argc, char** argv) {
         return runControl(argc, argv);
     if (args.size() > 1 && args.at(1) == QLatin1String("table"))
         return runTable(argc, argv);
+    if (args.size() > 1 && args.at(1) == QLatin1String("users"))
+        return runUsers(argc, argv);
     if (args.size() > 1 && args.at(1) == QLatin1String("edit"))
         return runEdit(argc, argv);
     if (args.size() > 1 && args.at(1) == QLatin1String("diagnose"))

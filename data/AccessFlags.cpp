@@ -20,6 +20,15 @@ qint32 fromText(const QString& text) {
     return flags;
 }
 
+QString toMask(const QString& text) {
+    QString mask(26, QLatin1Char(' '));
+    for (QChar c : text.toUpper()) {
+        if (c >= QLatin1Char('A') && c <= QLatin1Char('Z'))
+            mask[c.unicode() - 'A'] = c;
+    }
+    return mask;
+}
+
 QString normalizeLetters(const QString& text) {
     QString out;
     for (QChar c : text.toUpper()) {

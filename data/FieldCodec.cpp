@@ -74,6 +74,8 @@ Result<> storeText(const Entry& entry, Record& record, const QString& value) {
         text = normalizeTime(text);
     else if (entry.rule == Rule::Letters)
         text = accessflags::normalizeLetters(text);
+    else if (entry.rule == Rule::FlagMask)
+        text = accessflags::toMask(text);
     while (entry.rule == Rule::Directory && text.endsWith(QLatin1Char('\\')))
         text.chop(1);
     if (cp437::fromUnicode(text).size() > fieldOf(entry, record).width)
@@ -115,7 +117,7 @@ Result<> storeFlag(const Entry& entry, Record& record, const QString& value) {
     const QString word = value.trimmed().toLower();
     if (!yes.contains(word) && !no.contains(word))
         return refused(entry, value, QStringLiteral("a flag is 1 or 0"));
-    const int flag = yes.contains(word) ? 1 : 0;
+    const int flag = yes.contains(word) != (entry.rule == Rule::Inverted) ? 1 : 0;
     if (fieldOf(entry, record).type == FieldType::Chr)
         record.setChr(entry.field, flag);
     else
@@ -201,6 +203,8 @@ QString show(const Entry& entry, const Record& record) {
     case Control::Text:
         if (entry.rule == Rule::FlagLetters)
             return accessflags::toText(record.i32(entry.field));
+        if (entry.rule == Rule::FlagMask)
+            return record.text(entry.field).remove(QLatin1Char(' '));
         return record.text(entry.field);
     case Control::Path:
         return record.text(entry.field);
@@ -215,6 +219,8 @@ QString show(const Entry& entry, const Record& record) {
     case Control::Flag:
         if (field.type == FieldType::Chr)
             return record.chr(entry.field) != 0 ? QStringLiteral("1") : QStringLiteral("0");
+        if (entry.rule == Rule::Inverted)
+            return QString::number(1 - toCheck(record.i16(entry.field)));
         return QString::number(toCheck(record.i16(entry.field)));
     case Control::Combo: {
         const int row = comboRow(entry, record);

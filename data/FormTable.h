@@ -39,8 +39,10 @@ enum class Rule {
     Letters,     // stored as its letters, each once
     Directory,   // a DOS directory, stored without a trailing "\"
     FlagLetters, // an i32 set of access flags, shown and typed as its letters
+    FlagMask,    // a text of 26 places, each letter at its own, shown and typed as its letters
     Lower,       // stored in lower case
     HotKey,      // one key, or a command key of several that begins with "/"
+    Inverted,    // a check box that is checked when its field holds 0
 };
 
 struct Entry {

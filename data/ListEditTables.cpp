@@ -286,4 +286,50 @@ const formtable::Table& fileTriggers() {
     return form;
 }
 
+const formtable::Table& users() {
+    const auto on = [](int page, std::string_view field, const char* label,
+                       Control control = Control::Text, Keys keys = Keys::Any,
+                       Rule rule = Rule::None) {
+        return Entry{field, label, page, nullptr, control, {}, keys, rule};
+    };
+    static const formtable::Table form{
+        "keldusereditoredit",
+        "KELD - User Editor",
+        &userLayout(),
+        {QStringLiteral("Personal"), QStringLiteral("Access"), QStringLiteral("Extra")},
+        {
+            on(0, "handle", "Handle:"),
+            on(0, "realname", "Name:"),
+            on(0, "address", "Address:"),
+            on(0, "city", "City:"),
+            on(0, "state", "State:", Control::Text, Keys::Capitals),
+            on(0, "zipcode", "Zip:"),
+            on(0, "phone1", "Phone1:"),
+            on(0, "phone2", "Phone2:"),
+            on(0, "password", "Password:", Control::Text, Keys::Capitals),
+            on(0, "bdaymonth", "Month:", Control::Number),
+            on(0, "bdayday", "Day:", Control::Number),
+            on(0, "bdayyear", "Year:", Control::Number),
+            on(0, "verifybday", "Verify Birthday?", Control::Flag),
+            on(1, "securitylevel", "Security:", Control::Number),
+            on(1, "maxtime", "Max. Time:", Control::Number),
+            on(1, "accflags", "Acc Flags:", Control::Text, Keys::Letters, Rule::FlagLetters),
+            on(1, "flags", "Flags:", Control::Text, Keys::Letters, Rule::FlagMask),
+            on(1, "ratiocheck", "Ratio Exempt?", Control::Flag, Keys::Any, Rule::Inverted),
+            on(1, "uploadkb", "Upload:", Control::Number),
+            on(1, "downloadkb", "Download:", Control::Number),
+            on(1, "credits", "Credits:", Control::Number),
+            on(2, "extra1", "Extra User Value 1:"),
+            on(2, "extra2", "Extra User Value 2:"),
+            on(2, "extra3", "Extra User Value 3:"),
+            on(2, "extra4", "Extra User Value 4:"),
+            on(2, "extra5", "Extra User Value 5:"),
+            on(2, "extra6", "Extra User Value 6:"),
+            on(2, "extra7", "Extra User Value 7:"),
+            on(2, "extra8", "Extra User Value 8:"),
+        },
+        false};
+    return form;
+}
+
 } // namespace listedit

@@ -21,6 +21,7 @@ const formtable::Table& action();
 const formtable::Table& room();
 const formtable::Table& fbLine();
 const formtable::Table& fileTriggers();
+const formtable::Table& users();
 // The two header boxes above a function block's lines.
 const formtable::Table& fbHead();
 

@@ -8,6 +8,8 @@
 #include "data/TextHelpers.h"
 #include "data/TextLineRows.h"
 #include "data/TimeRules.h"
+#include "data/UserAccounts.h"
+#include "data/UserRows.h"
 #include "data/records/BoardFiles.h"
 #include "data/records/TextLines.h"
 #include "platform/Wildcard.h"
@@ -58,6 +60,12 @@ std::optional<Question> wildcardDeletion(const Record& trigger) {
                     QStringLiteral("You are using wildcards and have enabled the option to delete "
                                    "the trigger.\nThis will delete any file that meets the "
                                    "wildcard and could be dangerous.\nDo you want to proceed?")};
+}
+
+std::optional<Question> userDeletion(const Record& user) {
+    return Question{
+        QStringLiteral("KELD - Delete User Confirmation"),
+        QStringLiteral("Are you sure you want to delete this user (%1)?").arg(user.text("handle"))};
 }
 
 const ListTable kTables[] = {
@@ -229,6 +237,13 @@ const ListTable kTables[] = {
      },
      [](const Record& r) { return r.text("trigger"); }, 0, true, true, false, "fraTriggers",
      &wildcardDeletion},
+    // The user editor runs its inserts and deletes as passes of their own, away from the list's.
+    {"USERFILE.DAT", "keldusereditor", "lstUsers", "KELD - User Editor", "Users (", "User ", "user",
+     &listedit::users,
+     [](const Board& board, int, const QString&) -> Rows {
+         return std::make_unique<UserRows>(board);
+     },
+     &useraccounts::rowColumns, 0, false, false, false, "fraUsers", nullptr, &userDeletion},
 };
 
 bool isFunctionBlock(const ListTable& table) {

@@ -38,6 +38,8 @@ struct ListTable {
     const char* listFrame = "fraList"; // the list's frame's object name
     // What the edit form asks before it stores a row, where the row's values call for it.
     std::optional<Question> (*confirmation)(const Record& edited) = nullptr;
+    // What the sysop is asked before a row is deleted, where a delete is asked about.
+    std::optional<Question> (*removal)(const Record& row) = nullptr;
 };
 
 std::span<const ListTable> all();

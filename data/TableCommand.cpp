@@ -139,6 +139,8 @@ class Command {
             return list(records.value(), wantsJson(args));
         if (verb == QLatin1String("insert") && args.isEmpty())
             return insert();
+        if (verb == QLatin1String("compress") && args.isEmpty())
+            return done(rows_.compress());
         if (args.isEmpty())
             return usageFailure();
         const Result<int> row = rowOf(rows_, records.value(), args.first());
@@ -146,8 +148,8 @@ class Command {
             return failureOf(row);
         if (verb == QLatin1String("show") && args.size() <= 2)
             return show(records->at(row.value()), row.value(), wantsJson(args.mid(1)));
-        if (verb == QLatin1String("delete") && args.size() == 1)
-            return done(rows_.remove(row.value()));
+        if (verb == QLatin1String("delete") && args.size() <= 2)
+            return remove(records->at(row.value()), row.value(), args.mid(1));
         if (verb == QLatin1String("move") && args.size() == 2)
             return move(row.value(), args.at(1));
         if (verb == QLatin1String("set"))
@@ -207,6 +209,18 @@ class Command {
         return done(rows_.edit(row, edit));
     }
 
+    // What the list form asks before a delete, "--yes" answers.
+    Result<QString> remove(const Record& current, int row, const QStringList& words) {
+        const bool confirmed = words == QStringList{QStringLiteral("--yes")};
+        if (!confirmed && !words.isEmpty())
+            return usageFailure();
+        if (table_.removal && !confirmed) {
+            if (std::optional<Question> question = table_.removal(current))
+                return Failure{question->text + QStringLiteral(" (add --yes to proceed)")};
+        }
+        return done(rows_.remove(row));
+    }
+
     Result<QString> insert() {
         const Result<int> row = rows_.insertNew();
         if (!row)
@@ -248,7 +262,8 @@ QString usage() {
         "       keldts table [--board DIR] NAME list [--json]\n"
         "       keldts table [--board DIR] NAME show N [--json]\n"
         "       keldts table [--board DIR] NAME insert\n"
-        "       keldts table [--board DIR] NAME delete N\n"
+        "       keldts table [--board DIR] NAME delete N [--yes]\n"
+        "       keldts table [--board DIR] USERFILE.DAT compress\n"
         "       keldts table [--board DIR] NAME move N up|down\n"
         "       keldts table [--board DIR] NAME set N FIELD=VALUE... [--yes]\n"
         "       keldts table [--board DIR] NAME.FB head [FIELD=VALUE...]\n"
@@ -256,7 +271,7 @@ QString usage() {
         "holds KELDTS.INI and SYSPATHS.CFG)\n");
 }
 
-Outcome run(const Board& board, const QStringList& words) {
+Outcome run(const Board& board, const QStringList& words, const TableRows::Progress& progress) {
     if (words.size() == 1 && words.first() == QLatin1String("--list"))
         return {0, listtables::names().join(QLatin1Char('\n')) + QLatin1Char('\n'), {}};
     if (words.size() < 2 || words.first().startsWith(QLatin1Char('-')))
@@ -265,6 +280,7 @@ Outcome run(const Board& board, const QStringList& words) {
     if (!opened)
         return {2, {}, opened.error() + QLatin1Char('\n')};
     TableRows& rows = *opened->rows;
+    rows.setProgress(progress);
     Command command(*opened->table, rows);
     const Result<QString> result = command.run(words.at(1), words.mid(2));
     if (!result)

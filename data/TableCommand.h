@@ -1,5 +1,7 @@
 #pragma once
 
+#include "data/TableRows.h"
+
 #include <QString>
 #include <QStringList>
 
@@ -15,8 +17,9 @@ struct Outcome {
     QString err;
 };
 
-// The words after "table": "--list", or a board file's name and what to do with it.
-Outcome run(const Board& board, const QStringList& words);
+// The words after "table": "--list", or a board file's name and what to do with it. A long
+// change tells `progress` how far it has come.
+Outcome run(const Board& board, const QStringList& words, const TableRows::Progress& progress = {});
 
 QString usage();
 

@@ -24,6 +24,7 @@ class TableModel : public QAbstractListModel {
     // Reads the rows from the file.
     Result<> reload();
     const Record& record(int row) const { return records_.at(row); }
+    const QList<Record>& records() const { return records_; }
 
     Result<> insertNew();
     Result<> append(const Record& record);

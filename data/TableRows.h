@@ -6,6 +6,8 @@
 #include <QList>
 #include <QString>
 
+#include <functional>
+
 // A table the sysop edits row by row, as the board's list editors do: the records of a record
 // file, the lines of a text file read as records of a layout of their own, or a row of files.
 // Every change goes to the disk at once; rows count from 0.
@@ -36,12 +38,23 @@ class TableRows {
     virtual Result<> move(int row, bool up) = 0;
     // Applies `edit` to the row as it stands on disk and writes it back.
     virtual Result<> edit(int row, const RecordSource::Edit& edit) = 0;
+    // Drops the free rows at the end, for a table whose rows keep their numbers.
+    virtual Result<> compress() { return Failure{name() + QStringLiteral(" is not compressed")}; }
+
+    // How far a long change has come: what it does now and the percentage of that; called on
+    // the thread the change runs on.
+    using Progress = std::function<void(const QString& step, int percent)>;
+    void setProgress(Progress progress) { progress_ = std::move(progress); }
+    const Progress& progress() const { return progress_; }
 
     // Some files have a head above their rows, edited apart from them: its form, nullptr when
     // there is none, and the head itself.
     virtual const formtable::Table* headForm() const { return nullptr; }
     virtual Result<Record> readHead() { return Failure{name() + QStringLiteral(" has no head")}; }
     virtual Result<> editHead(const RecordSource::Edit& /*edit*/) { return failureOf(readHead()); }
+
+  private:
+    Progress progress_;
 };
 
 // Why a row number is refused.

@@ -17,3 +17,14 @@ QString normalizeTime(const QString& text) {
     };
     return part(hours, 23) + QLatin1Char(':') + part(minutes, 59);
 }
+
+int dayNumber(int month, int day, int year) {
+    const int m = (month + 9) % 12;
+    const int y = year - m / 10;
+    return 365 * y + y / 4 - y / 100 + y / 400 + (306 * m + 5) / 10 + day - 1;
+}
+
+int ageInYears(int month, int day, int year, const QDate& today) {
+    const int d = dayNumber(today.month(), today.day(), today.year()) - dayNumber(month, day, year);
+    return (d - (d / 365) / 4) / 365;
+}

@@ -2,6 +2,8 @@
 
 #include "console/BoardLogs.h"
 #include "data/Board.h"
+#include "data/RecordFile.h"
+#include "data/records/BoardFiles.h"
 #include "platform/ProcessTree.h"
 #include "platform/SendKeys.h"
 #include "server/IpFilter.h"
@@ -139,8 +141,7 @@ void NodeCommands::run(Command command, int node, Dialogs& answers, Done done) {
     case Command::BootAll:
         return finish(bootAll());
     case Command::Edit:
-        // The user editor comes with the user accounts; until then there is nothing to open.
-        return finish(QStringLiteral("there is no user editor yet"));
+        return finish(editNodeUser(node));
     case Command::Close:
         return askFirst(
             table_.isNodeInUse(node), answers, QStringLiteral("KELDTS - Close Node %1").arg(node),
@@ -266,6 +267,21 @@ QString NodeCommands::logBoth(const QString& bbsLine, const QString& eventLine) 
         logs_.reportError(QStringLiteral("Error While Writing To BBS.LOG"));
     logs_.writeEventLog(eventLine);
     return eventLine;
+}
+
+QString NodeCommands::editNodeUser(int node) {
+    Record control(controlLayout());
+    if (Result<> read = recordfile::read(table_.controlPath(), node + 1, control); !read)
+        return read.error();
+    const qint32 user = control.i32("usernumber");
+    if (user <= 0)
+        return QStringLiteral("node %1 has no user").arg(node);
+    if (!editUser)
+        return QStringLiteral("node %1: user %2, see keldts table USERFILE.DAT show %2")
+            .arg(node)
+            .arg(user);
+    editUser(user);
+    return QStringLiteral("node %1: user %2").arg(node).arg(user);
 }
 
 QString NodeCommands::bootAll() {

@@ -48,6 +48,10 @@ class NodeCommands {
 
     NodeCommands(Board& board, BoardLogs& logs, NodeTable& table, NodeHost& host);
 
+    // Opens the user editor on a user's account: the desktop's form; without one, the
+    // sysop is told how to see the account instead.
+    std::function<void(int user)> editUser;
+
     // The object names of the popup's entries offered for `node` (0: no row under the pointer).
     QStringList popupEntries(int node);
     using Done = std::function<void(const QString& outcome)>;
@@ -65,6 +69,7 @@ class NodeCommands {
     QString showAllNodes(NodeHost::Show how);
     QString typeKeys(Command command, int node);
     QString bootAll();
+    QString editNodeUser(int node);
     QString closeNode(int node);
     QString resetNode(int node);
     QString resetAllNodes();

@@ -23,7 +23,7 @@ ListEditForm::ListEditForm(const listtables::ListTable& table, TableRows& rows, 
 bool ListEditForm::load() {
     if (!loadRecord())
         return false;
-    if (auto* frame = editor()->findChild<QGroupBox*>())
+    if (auto* frame = findChild<QGroupBox*>())
         frame->setTitle(
             listtables::frameCaption(table_, rows_.numberOf(row_), source_->count(), rows_.name()));
     return true;

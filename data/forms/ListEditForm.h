@@ -16,7 +16,7 @@ class ListEditForm : public RecordDialog {
                  QWidget* parent = nullptr);
 
     // Reads the row and shows it. False, after the box, when it could not be read.
-    bool load();
+    virtual bool load();
 
     // The folder picker of the browse buttons; a real file dialog unless replaced.
     folderbrowse::Picker pickFolder;

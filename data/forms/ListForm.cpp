@@ -169,7 +169,7 @@ void ListForm::edit() {
     const int row = selectedRow();
     if (busy_ || row < 0)
         return;
-    auto* form = new ListEditForm(table_, model_->rows(), row, board_, this);
+    ListEditForm* form = editForm(row);
     form->pickFolder = [this](const QString& start) { return pickFolder(start); };
     if (!form->load()) {
         delete form;
@@ -177,6 +177,10 @@ void ListForm::edit() {
         return;
     }
     openForm(form, [this, row] { reload(row); });
+}
+
+ListEditForm* ListForm::editForm(int row) {
+    return new ListEditForm(table_, model_->rows(), row, board_, this);
 }
 
 void ListForm::insert() {

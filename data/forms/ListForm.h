@@ -7,6 +7,7 @@
 #include <QDialog>
 
 class Board;
+class ListEditForm;
 class QGroupBox;
 class QListView;
 class QPushButton;
@@ -55,6 +56,11 @@ class ListForm : public QDialog {
     void report(const Result<>& result, int row);
     // After every change of the selection and of the rows.
     virtual void updateButtons();
+    // The edit form of a row, not yet loaded.
+    virtual ListEditForm* editForm(int row);
+    void setBusy(bool busy) { busy_ = busy; }
+    // Selects `row`, or the nearest there is.
+    void select(int row);
 
   private:
     void edit();
@@ -63,7 +69,6 @@ class ListForm : public QDialog {
     void moveUp();
     void moveDown();
     void move(bool up);
-    void select(int row);
     QPushButton* button(const char* name, const QString& text, void (ListForm::*slot)());
 
     const listtables::ListTable& table_;

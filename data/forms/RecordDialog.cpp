@@ -60,7 +60,7 @@ void RecordDialog::failed(const QString& text) {
 
 void RecordDialog::save() {
     // What the rules refuse is found before anything is written, and the form stays as typed.
-    Result<Record> edited = editor_->applyTo(editor_->loaded());
+    Result<Record> edited = applyEdits(editor_->loaded());
     Result<> acceptable = edited ? source_->check(edited.value()) : Result<>(failureOf(edited));
     if (!acceptable) {
         dialogs_.message(kErrorTitle, acceptable.error(), MessageIcon::Information);
@@ -79,7 +79,7 @@ void RecordDialog::save() {
 
 void RecordDialog::store() {
     const Result<> stored =
-        source_->save([this](const Record& current) { return editor_->applyTo(current); });
+        source_->save([this](const Record& current) { return applyEdits(current); });
     if (!stored) {
         if (source_->closesAfterFailedSave())
             failed(stored.error());

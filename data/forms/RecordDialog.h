@@ -41,6 +41,8 @@ class RecordDialog : public QDialog {
 
   protected:
     void failed(const QString& text);
+    // What the sysop changed, put into `base`: the table's rules, and a form's own after them.
+    virtual Result<Record> applyEdits(const Record& base) const { return editor_->applyTo(base); }
 
   private:
     // Writes what the sysop changed and closes, or says why not.

@@ -33,3 +33,4 @@ const RecordLayout& databaseGroupLayout(); // DBGROUP.CFG
 const RecordLayout& userLayout();      // USERFILE.DAT, record number = user number
 const RecordLayout& userIndexLayout(); // USERFILE.IDX
 const RecordLayout& mailLayout();      // EMAIL.DAT, also SNTEMAIL.DAT and ONELINE.DAT
+const RecordLayout& mailScanLayout();  // EMAIL.QSC and its kind, one record per user

@@ -73,6 +73,11 @@ constexpr std::array kMail{
 };
 static_assert(fieldsAreContiguous(kMail, 582));
 
+// Where each user stands in a mail base; only ever set back to 0 here.
+constexpr std::array kMailScan{
+    Field{"lastread", 0, T::I32, 4},
+};
+
 } // namespace
 
 const RecordLayout& userLayout() {
@@ -87,5 +92,10 @@ const RecordLayout& userIndexLayout() {
 
 const RecordLayout& mailLayout() {
     static const RecordLayout layout{"EMAIL.DAT", 582, kMail, "db"};
+    return layout;
+}
+
+const RecordLayout& mailScanLayout() {
+    static const RecordLayout layout{"EMAIL.QSC", 4, kMailScan, "db"};
     return layout;
 }

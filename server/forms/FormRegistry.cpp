@@ -10,6 +10,7 @@
 #include "data/forms/ScriptFilesForm.h"
 #include "data/forms/ServerConfigForm.h"
 #include "data/forms/TextSectionsForm.h"
+#include "data/forms/UserListForm.h"
 #include "server/Server.h"
 #include "server/forms/IpConfigDialog.h"
 #include "server/forms/TextDisplay.h"
@@ -91,6 +92,11 @@ const std::vector<FormEntry>& entries() {
         listEntry("mnuSettingsKeldconfigActions", "&Action Commands...", "ACTION.CFG"),
         listEntry("mnuSettingsKeldconfigIrc", "&IRC Servers...", "IRC-S.CFG"),
         listEntry("mnuSettingsKeldconfigAutoresp", "Auto&responder...", "AUTORESP.CFG"),
+        {"mnuTools", "mnuToolsUserEditor", "&User Editor...", nullptr,
+         [](FormContext& c, QWidget* parent) {
+             const listtables::ListTable& table = listtables::named("USERFILE.DAT");
+             return loaded(new UserListForm(table.rows(c.board, 0, {}), c.board, parent));
+         }},
         scriptFilesEntry("mnuToolsFbEditor", "&Function Block Editor...",
                          ScriptFilesForm::Kind::FunctionBlocks),
         scriptFilesEntry("mnuToolsScriptEditor", "&Script Editor...",
