@@ -1,0 +1,198 @@
+// Users keep their numbers through deletes, inserts and compress, and a freed number takes
+// everything it carried with it.
+
+#include "data/UserAccounts.h"
+#include "data/RecordFile.h"
+#include "data/RecordTable.h"
+#include "data/UserRows.h"
+#include "data/records/BoardFiles.h"
+#include "support/TestBoard.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+class UserAccountsTest : public ::testing::Test {
+  protected:
+    void SetUp() override { board.loadSettings(); }
+
+    QString path(const RecordLayout& layout) const { return board.board->path(layout); }
+    QString dat(const QString& name) const { return board.board->filePath("dat", name); }
+    QString db(const QString& name) const { return board.board->filePath("db", name); }
+
+    // Users 1..n with these security levels, handles "U1", "U2", ... and a fresh index.
+    void makeUsers(std::initializer_list<qint16> levels) {
+        QByteArray bytes;
+        int n = 0;
+        for (qint16 level : levels) {
+            Record user = useraccounts::newUser();
+            user.setStr("handle", "U" + QByteArray::number(++n));
+            user.setStr("realname", "Real " + QByteArray::number(n));
+            user.setI16("securitylevel", level);
+            bytes += user.bytes();
+        }
+        writeFile(path(userLayout()), bytes);
+        ASSERT_TRUE(useraccounts::rebuildIndex(*board.board).ok());
+    }
+    static void writeFile(const QString& name, const QByteArray& bytes) {
+        QFile file(name);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        file.write(bytes);
+    }
+    static QByteArray readFile(const QString& name) {
+        QFile file(name);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+    QList<Record> users() const {
+        return recordtable::read(path(userLayout()), userLayout()).value();
+    }
+    QList<Record> index() const {
+        return recordtable::read(path(userIndexLayout()), userIndexLayout()).value();
+    }
+    // A message of `from` to `to` whose text lies at `offset` (one-based) in the store.
+    static Record message(int from, int to, int offset, int length) {
+        Record mail(mailLayout());
+        mail.clear();
+        mail.setI32("fromuser", from);
+        mail.setI32("touser", to);
+        mail.setI32("textoffset", offset);
+        mail.setI32("textlength", length);
+        return mail;
+    }
+
+    TestBoard board;
+    UserRows rows{*board.board};
+};
+
+TEST_F(UserAccountsTest, ADeleteLeavesAHoleAndCompressGivesBackOnlyTheTail) {
+    makeUsers({10, 20, 30, 40, 50, 60, 70, 80, 90, 100});
+    ASSERT_TRUE(rows.remove(4).ok());
+    QList<Record> now = users();
+    ASSERT_EQ(now.size(), 10);
+    const Record& five = now.at(4);
+    EXPECT_EQ(five.str("handle"), "U5");
+    EXPECT_EQ(five.i16("securitylevel"), 0);
+    EXPECT_EQ(five.i16("maxtime"), 1);
+    EXPECT_EQ(five.i32("accflags"), 0);
+    EXPECT_EQ(index().at(4).str("handle"), useraccounts::kDeletedHandle);
+    EXPECT_EQ(index().at(4).str("realname"), "Real 5");
+    EXPECT_TRUE(useraccounts::rowColumns(five).endsWith(QStringLiteral("(AVAILABLE)")));
+
+    // A hole in the middle stays, whatever compress is asked.
+    EXPECT_EQ(useraccounts::compress(*board.board).value(), 10);
+    ASSERT_TRUE(rows.remove(9).ok());
+    EXPECT_EQ(useraccounts::compress(*board.board).value(), 9);
+    ASSERT_TRUE(rows.remove(7).ok());
+    ASSERT_TRUE(rows.remove(8).ok());
+    EXPECT_EQ(useraccounts::compress(*board.board).value(), 7);
+    EXPECT_EQ(users().size(), 7);
+    EXPECT_EQ(index().size(), 7);
+    EXPECT_EQ(users().at(4).str("handle"), "U5");
+    EXPECT_EQ(index().at(6).i16("usernumber"), 7);
+}
+
+TEST_F(UserAccountsTest, ANumberGivenBackByCompressStartsCleanWhenInsertedAgain) {
+    makeUsers({10, 20, 0});
+    // What user 3 left behind: mail, votes, his lines of HANDLES.UIP and his own files.
+    writeFile(db("EMAIL.DAT"), message(1, 3, 1, 3).bytes() + message(3, 1, 4, 2).bytes());
+    writeFile(db("EMAIL.BIN"), "abcde");
+    writeFile(db("EMAIL.QSC"), QByteArray(16, '\x7f'));
+    writeFile(dat("VOTE1.DAT"), QByteArray(12, '\x01'));
+    writeFile(dat("VOTE2.DAT"), QByteArray(4, '\x01'));
+    for (const char* own : {"MM3.1", "MM3.2", "AB3.DAT", "IRC3.DAT", "MM2.1"})
+        writeFile(dat(QLatin1String(own)), "x");
+    writeFile(board.file(QStringLiteral("HANDLES.UIP")), "Jo,3,a,b\r\nAl,2,c,d\r\nBo, 3 ,e,f\r\n");
+
+    EXPECT_EQ(useraccounts::compress(*board.board).value(), 2);
+    const Result<int> row = rows.insertNew();
+    ASSERT_TRUE(row.ok());
+    EXPECT_EQ(row.value(), 2);
+    EXPECT_EQ(users().at(2).i16("pagebreak"), 24);
+    EXPECT_EQ(index().at(2).str("realname"), "'");
+
+    EXPECT_EQ(readFile(db("EMAIL.DAT")), message(3, 1, 1, 2).bytes());
+    EXPECT_EQ(readFile(db("EMAIL.BIN")), "de\r\n");
+    EXPECT_EQ(readFile(db("EMAIL.QSC")),
+              QByteArray(8, '\x7f') + QByteArray(4, '\0') + QByteArray(4, '\x7f'));
+    // Record 2u - 1 of two bytes: the vote of user 3 lies at bytes 8 and 9.
+    EXPECT_EQ(readFile(dat("VOTE1.DAT")),
+              QByteArray(8, '\x01') + QByteArray(2, '\0') + QByteArray(2, '\x01'));
+    EXPECT_EQ(readFile(dat("VOTE2.DAT")).left(4), QByteArray(4, '\x01'));
+    for (const char* gone : {"MM3.1", "MM3.2", "AB3.DAT", "IRC3.DAT"})
+        EXPECT_FALSE(QFile::exists(dat(QLatin1String(gone)))) << gone;
+    EXPECT_TRUE(QFile::exists(dat(QStringLiteral("MM2.1"))));
+    EXPECT_EQ(readFile(board.file(QStringLiteral("HANDLES.UIP"))), "Al,2,c,d\r\n");
+}
+
+TEST_F(UserAccountsTest, APurgeKeepsEveryOtherMessageTextWhereItsRecordNowPoints) {
+    // Four texts in the store, two of them to user 2, one of those in the middle.
+    const QByteArray store = "AAAA"
+                             "BBBBBB"
+                             "CC"
+                             "DDD";
+    writeFile(db("EMAIL.BIN"), store);
+    writeFile(db("EMAIL.DAT"), message(9, 2, 1, 4).bytes() + message(9, 5, 5, 6).bytes() +
+                                   message(9, 2, 11, 2).bytes() + message(9, 7, 13, 3).bytes());
+    // Another base's own store is never read: its texts are taken from EMAIL.BIN.
+    writeFile(db("SNTEMAIL.DAT"), message(4, 8, 5, 6).bytes() + message(2, 8, 1, 4).bytes());
+    writeFile(db("SNTEMAIL.BIN"), "zzzzzzzzzzzzzzz");
+
+    ASSERT_TRUE(useraccounts::purgeUserMail(*board.board, 2, QStringLiteral("EMAIL"), false).ok());
+    const QByteArray bin = readFile(db("EMAIL.BIN"));
+    EXPECT_EQ(bin, "BBBBBBDDD\r\n");
+    const QList<Record> kept = recordtable::read(db("EMAIL.DAT"), mailLayout()).value();
+    ASSERT_EQ(kept.size(), 2);
+    EXPECT_EQ(bin.mid(kept.at(0).i32("textoffset") - 1, kept.at(0).i32("textlength")), "BBBBBB");
+    EXPECT_EQ(bin.mid(kept.at(1).i32("textoffset") - 1, kept.at(1).i32("textlength")), "DDD");
+
+    ASSERT_TRUE(
+        useraccounts::purgeUserMail(*board.board, 2, QStringLiteral("SNTEMAIL"), true).ok());
+    EXPECT_EQ(readFile(db("SNTEMAIL.BIN")), "BBDDD\r\n\r\n");
+    EXPECT_EQ(readFile(db("SNTEMAIL.DAT")), message(4, 8, 5, 6).bytes());
+}
+
+TEST_F(UserAccountsTest, ANodeWritingAnotherUserDuringACompressLosesNothing) {
+    makeUsers({10, 20, 30, 0, 0});
+    // The node program has the file open, as it does while its caller is on.
+    QFile node(path(userLayout()));
+    ASSERT_TRUE(node.open(QIODevice::ReadWrite));
+    Record changed = users().at(2);
+    changed.setI32("totalcalls", 4242);
+    bool written = false;
+    const Result<int> left = useraccounts::compress(*board.board, [&](const QString&, int) {
+        if (written)
+            return;
+        written = true;
+        node.seek(2 * userLayout().length);
+        node.write(changed.bytes());
+        node.flush();
+    });
+    ASSERT_TRUE(written);
+    EXPECT_EQ(left.value(), 3);
+    EXPECT_EQ(users().size(), 3);
+    EXPECT_EQ(users().at(2).i32("totalcalls"), 4242);
+}
+
+TEST_F(UserAccountsTest, AnEditWritesItsUserInPlaceAndMakesAMissingIndex) {
+    makeUsers({10, 20});
+    ASSERT_TRUE(QFile::remove(path(userIndexLayout())));
+    ASSERT_TRUE(rows.edit(1,
+                          [](const Record& current) -> Result<Record> {
+                              Record user = current;
+                              user.setStr("handle", "Renamed");
+                              return user;
+                          })
+                    .ok());
+    ASSERT_EQ(index().size(), 2);
+    EXPECT_EQ(index().at(0).str("handle"), "U1");
+    EXPECT_EQ(index().at(1).str("handle"), "Renamed");
+    EXPECT_FALSE(rows.move(0, false).ok());
+    EXPECT_FALSE(rows.remove(5).ok());
+    EXPECT_EQ(useraccounts::find(users(), QStringLiteral("real 2")), QList<int>{2});
+    EXPECT_EQ(useraccounts::find(users(), QStringLiteral("E")), (QList<int>{1, 2}));
+}
+
+} // namespace
