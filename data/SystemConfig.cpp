@@ -136,6 +136,18 @@ Result<> getMainConfig(const Board& board, Record& mainConfig) {
     return {};
 }
 
+Result<> setMainConfigText(Board& board, std::string_view field, const QString& value) {
+    Record onDisk(mainConfigLayout());
+    const QString path = board.path(mainConfigLayout());
+    if (Result<> read = recordfile::read(path, 1, onDisk); !read)
+        return read;
+    onDisk.setText(field, value);
+    if (Result<> written = recordfile::write(path, 1, onDisk); !written)
+        return written;
+    board.mainConfig.setText(field, value);
+    return {};
+}
+
 Result<> getSysPaths(const Board& board, bool fromCurrentDirectory, Record& sysPaths) {
     const QString path = fromCurrentDirectory
                              ? caseBlindPath(QDir::currentPath(), sysPathsLayout().nameOf())

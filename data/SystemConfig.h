@@ -19,6 +19,10 @@ ConfigLoad loadSystemConfig(Board& board);
 // MAIN.CFG from the main directory, with the network period's times put in "hh:mm" form.
 Result<> getMainConfig(const Board& board, Record& mainConfig);
 
+// Sets a text field of MAIN.CFG on disk, in the record as the node programs left it (the memory
+// image has the network period's times rewritten), and then in memory.
+Result<> setMainConfigText(Board& board, std::string_view field, const QString& value);
+
 // SYSPATHS.CFG by its bare name in the current directory (`fromCurrentDirectory`, the way the
 // first read finds it) or from the main directory.
 Result<> getSysPaths(const Board& board, bool fromCurrentDirectory, Record& sysPaths);

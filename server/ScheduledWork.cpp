@@ -102,15 +102,9 @@ Result<> ScheduledWork::runDailyMaintenance() {
     if (board_.serverConfig.i16("dailymaint") != 1)
         return {};
     const QDateTime now = board_.clock.now();
-    // The date goes to disk first, into the record as the node programs left it.
-    Record onDisk(mainConfigLayout());
-    const QString mainConfig = board_.path(mainConfigLayout());
-    if (Result<> read = recordfile::read(mainConfig, 1, onDisk); !read)
-        return read;
-    onDisk.setText("lastdailymaint", yymmdd(now));
-    if (Result<> written = recordfile::write(mainConfig, 1, onDisk); !written)
-        return written;
-    board_.mainConfig.setText("lastdailymaint", yymmdd(now));
+    // The date goes to disk first, so a batch that fails is not tried again today.
+    if (Result<> dated = setMainConfigText(board_, "lastdailymaint", yymmdd(now)); !dated)
+        return dated;
 
     const QString m = mainDos();
     QStringList lines = nodefiles::batchHead(m, now);
