@@ -4,7 +4,7 @@
 
 // The server without a window: it has nowhere to show itself, so it only remembers where a
 // window would stand, which keeps KELDTS.DAT meaningful for the next desktop start.
-class HeadlessFace final : public ConsoleFace {
+class HeadlessFace : public ConsoleFace {
   public:
     ScreenGeometry geometry() const override { return {{1024, 768}, {kFullFormWidth, 480}}; }
     QPoint position() const override { return position_; }

@@ -27,7 +27,8 @@ namespace {
 
 const char* kUsage = "usage: keldts [--headless] [/RESETWINDOW]\n"
                      "       keldts demo [DIR] [--port N] [--no-run] [--headless]\n"
-                     "       keldts ctl [--board DIR] start|stop|offline|reload|exit|status|nodes\n"
+                     "       keldts ctl [--board DIR] start|stop|offline|reload|exit|nodes\n"
+                     "       keldts ctl [--board DIR] status [--json]\n"
                      "       keldts ctl [--board DIR] toss|event-batch|ksweep [--yes]\n"
                      "       keldts ctl [--board DIR] view online|today|log NAME\n"
                      "       keldts ctl [--board DIR] node N "

@@ -3,16 +3,28 @@
 #include "data/RecordLayout.h"
 
 #include <QString>
+#include <QtEndian>
 
 #include <functional>
 
 class Board;
 
-// Files in the layout of EMAIL.DAT are read whole, in one go, and walked record by record: a
-// 30 MB mail base takes a few milliseconds that way, where a read per record would hold up the
-// event loop. A partial record at the end is a node program's write in progress and is left
-// out. Returns false when the file cannot be read; the records visited until then stand.
-bool forEachMailRecord(const QString& path, const std::function<bool(const Record&)>& visit);
+// A number field of EMAIL.DAT's layout, looked up once and then read straight from a record's
+// bytes: a mail base holds tens of thousands of records, and a look-up by name for each of
+// them would hold up the event loop.
+template <typename T> class MailField {
+  public:
+    explicit MailField(std::string_view name);
+    T of(const char* record) const { return qFromLittleEndian<T>(record + offset_); }
+
+  private:
+    int offset_;
+};
+
+// Files in the layout of EMAIL.DAT are read in large blocks and walked record by record until
+// `visit` says stop. A partial record at the end is a node program's write in progress
+// and is left out. Returns false when the file cannot be read.
+bool forEachMailRecord(const QString& path, const std::function<bool(const char* record)>& visit);
 
 // Mail that waits for `user`: addressed to him, delivered and not yet read. What cannot be
 // read counts as no mail, so a broken mail base shows what was found before the break.

@@ -2,6 +2,7 @@
 
 #include "data/WindowState.h"
 #include "server/RunState.h"
+#include "server/StatusView.h"
 
 #include <QPoint>
 #include <QString>
@@ -24,4 +25,9 @@ class ConsoleFace {
     virtual void bringToFront() = 0;
     virtual void hideForm() = 0;
     virtual void beep() = 0;
+    // The status panel, its title and the menu entries of add-on tools; a face without them
+    // has nothing to show.
+    virtual void showStatusPanel(const StatusPanelView&) {}
+    virtual void setCaption(const QString&) {}
+    virtual void setMenuVisible(const QString&, bool) {}
 };

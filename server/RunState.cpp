@@ -2,6 +2,8 @@
 
 #include "data/Board.h"
 
+#include <algorithm>
+
 RunStateView runStateView(int state) {
     using P = RunStateView::Picture;
     switch (state) {
@@ -30,5 +32,16 @@ QString runStateName(int state) {
         return QStringLiteral("offline 2");
     default:
         return QStringLiteral("unknown %1").arg(state);
+    }
+}
+
+QString modeWord(int state) {
+    switch (std::clamp<int>(state, StateStopped, StateOffline)) {
+    case StateStopped:
+        return QStringLiteral("Stopped");
+    case StateOffline:
+        return QStringLiteral("Offline");
+    default:
+        return QStringLiteral("Online");
     }
 }

@@ -17,3 +17,6 @@ RunStateView runStateView(int state);
 
 // "online 1", "stopped 0", ...: how `keldts ctl status` names a state.
 QString runStateName(int state);
+
+// "Stopped", "Online", "Offline": the word the tray and its tool tip use for a run state.
+QString modeWord(int state);

@@ -14,6 +14,8 @@
 #include "server/UpdateSchedule.h"
 
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
 #include <QProcess>
 
 #include <algorithm>
@@ -31,6 +33,7 @@ Server::Server(Board& board, BoardLogs& logs, DebugPane& pane, NodeServices& nod
       ipFilter_([this](const QString& ip) { return isIpAllowed(board_, ip); }),
       batchRunner_(board, logs),
       work_(board, logs, batchRunner_, [this] { return nodes_.isNodeInUse(0); }),
+      panel_(board, logs, face, [this] { return nodes_.isNodeInUse(0); }),
       triggers_(board, logs, nodes, batchRunner_) {
     // The timers keep the names they have always had, Timer1 to Timer5, and can be found by them.
     int number = 0;
@@ -94,7 +97,10 @@ bool Server::load(const QString& commandLine, const QString& startDirectory) {
     recordedPosition_ = face_.position();
     board_.serverState = StateOnline;
     face_.applyRunState(runStateView(StateOnline));
+    panel_.updateOptionalMenus();
+    panel_.guardStatistics();
     nodes_.refreshNodeList();
+    panel_.setMainCaption();
     nodes_.deleteAllNodeFiles();
     timer1_.start();
     timer2_.start();
@@ -109,8 +115,11 @@ bool Server::load(const QString& commandLine, const QString& startDirectory) {
     pane_.clear();
     logs_.writeEventLog(
         QStringLiteral("--- KELDTS v%1 Loaded").arg(QString::fromLatin1(Board::kVersion)));
+    panel_.refresh();
     face_.showForm();
     work_.startUp();
+    if (board_.serverConfig.i16("monitortimezone") == 1)
+        panel_.updateTimeZone();
     if (board_.serverConfig.i16("updatetype") > 0)
         timer5_.start();
     emit runStateChanged(board_.serverState);
@@ -183,9 +192,12 @@ void Server::reloadConfig() {
         return;
     }
     loadWindowState(board_, face_.geometry());
+    panel_.updateOptionalMenus();
     if (!nodes_.isNodeInUse(0))
         startListening();
     nodes_.refreshNodeList();
+    panel_.refresh();
+    panel_.setMainCaption();
 }
 
 void Server::serverConfigChanged() {
@@ -204,12 +216,10 @@ void Server::serverConfigChanged() {
 
 void Server::settingsFormClosed() {
     nodes_.refreshNodeList();
+    panel_.setMainCaption();
     if (board_.serverConfig.i16("mintotray") == 1) {
-        static const char* const tips[] = {"KELDTS - Stopped", "KELDTS - Online",
-                                           "KELDTS - Offline"};
-        static const int icons[] = {102, 101, 103};
         const int state = std::clamp<int>(board_.serverState, StateStopped, StateOffline);
-        face_.trayAdd(QLatin1String(tips[state]), icons[state]);
+        face_.trayAdd(QStringLiteral("KELDTS - ") + modeWord(state), runStateView(state).trayIcon);
     } else {
         face_.trayRemove();
     }
@@ -291,6 +301,11 @@ void Server::formResized(bool minimized) {
     board_.windowState.setI16("windowminimized", minimized ? 1 : 0);
 }
 
+void Server::foldStatistics(bool shrunk) {
+    board_.windowState.setI16("panelshrunk", shrunk ? 1 : 0);
+    saveWindowState(board_, recordedPosition_, face_.geometry());
+}
+
 void Server::onConnectionRequest(int socketFd) {
     const QString address = CallerConnection::peerAddress(socketFd);
     if (gate_.enter(address, board_.serverState >= StateOnline)) {
@@ -351,7 +366,11 @@ void Server::minuteTick() {
         onFatal(loaded.text);
         return;
     }
+    panel_.guardStatistics();
+    if (board_.serverConfig.i16("dailymaint") == 1)
+        panel_.countIdleMinute();
     work_.minuteTick();
+    panel_.countRefreshMinute();
     triggers_.poll();
 }
 
@@ -362,7 +381,14 @@ void Server::secondTick() {
         pane_.clear();
         logs_.writeDebugPane(dailyPaneLine(now, QStringLiteral("Daily Display Reset.")));
     }
-    work_.secondTick();
+    panel_.countMaintenanceSecond();
+    if (work_.secondTick())
+        panel_.maintenanceStarted();
+    panel_.watchTimeZone();
+    // There is no pointer over the tray icon to wait for here: the tip is kept current instead,
+    // once a second as it could be rebuilt at most.
+    if (board_.serverConfig.i16("mintotray") == 1)
+        face_.trayModify(panel_.trayTip(), -1);
 }
 
 void Server::updateTick() {
@@ -385,6 +411,8 @@ QString Server::control(const QString& command, std::function<void()>& after) {
     const QString word = command.trimmed().toLower();
     if (word == QLatin1String("status"))
         return runStateName(board_.serverState);
+    if (word == QLatin1String("status --json"))
+        return statusJson();
     if (word == QLatin1String("nodes"))
         return nodes_.nodeRows().join(QLatin1Char('\n'));
     if (word.startsWith(QLatin1String("view "))) {
@@ -432,4 +460,13 @@ QString Server::control(const QString& command, std::function<void()>& after) {
     else
         return QStringLiteral("unknown command: ") + command.trimmed();
     return runStateName(board_.serverState);
+}
+
+QString Server::statusJson() {
+    QJsonObject status = panel_.toJson();
+    const QString name = runStateName(board_.serverState);
+    status.insert(QStringLiteral("runState"), name.section(QLatin1Char(' '), 0, 0));
+    status.insert(QStringLiteral("runStateNumber"), int(board_.serverState));
+    status.insert(QStringLiteral("nodes"), QJsonArray::fromStringList(nodes_.nodeRows()));
+    return QString::fromUtf8(QJsonDocument(status).toJson(QJsonDocument::Compact));
 }

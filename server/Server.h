@@ -7,6 +7,7 @@
 #include "server/FileTriggers.h"
 #include "server/NodeServices.h"
 #include "server/ScheduledWork.h"
+#include "server/StatusPanel.h"
 
 #include <QObject>
 #include <QTimer>
@@ -49,6 +50,8 @@ class Server : public QObject {
     // `answers` must outlive the questions.
     void queryUnload(CloseReason reason, Dialogs& answers);
     void formResized(bool minimized);
+    // The statistics folded away (`shrunk`) or shown again; the choice is kept in KELDTS.DAT.
+    void foldStatistics(bool shrunk);
     // Exit as the File menu would, saying Yes to leaving and No to forcing nodes down.
     void leaveUnattended();
 
@@ -64,6 +67,7 @@ class Server : public QObject {
     quint16 listeningPort() const;
     // The unattended duties, which the Tools menu also starts by hand.
     ScheduledWork& scheduledWork() { return work_; }
+    StatusPanel& statusPanel() { return panel_; }
     Board& board() { return board_; }
 
   signals:
@@ -85,6 +89,8 @@ class Server : public QObject {
     void minuteTick();
     void secondTick();
     void updateTick();
+    // Everything the status panel shows, and the run state and the nodes, as one JSON object.
+    QString statusJson();
 
     Board& board_;
     BoardLogs& logs_;
@@ -100,5 +106,6 @@ class Server : public QObject {
     NodeCommands* nodeCommands_ = nullptr;
     BoardBatchRunner batchRunner_;
     ScheduledWork work_;
+    StatusPanel panel_;
     FileTriggers triggers_;
 };

@@ -7,8 +7,12 @@
 #include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QLocalSocket>
 #include <QMap>
+#include <QStorageInfo>
 #include <QTcpServer>
 #include <QThread>
 
@@ -209,6 +213,31 @@ TEST_F(LifecycleE2e, SettingsFaultsStopTheServerWithTheirReason) {
     EXPECT_GT(sandbox.stopServer(0), 0) << "it has to fail by itself, not hang or crash";
     EXPECT_TRUE(sandbox.serverOutput().contains("KELDTS - Error: Cannot find SYSPATHS.CFG!"))
         << sandbox.serverOutput().toStdString();
+}
+
+// A headless server shows its panel through ctl: the figures the nodes keep, the drives with
+// their free space and the alerts, read again when the sysop reloads.
+TEST_F(LifecycleE2e, StatusAsJsonTellsWhatThePanelShows) {
+    ASSERT_NO_FATAL_FAILURE(sandbox.write("MAIN.CFG", QByteArray("\4\0", 2), 210)); // 4 nodes
+    ASSERT_TRUE(sandbox.startServer());
+    QByteArray statistics(88, '\0');
+    statistics[0] = 42;
+    ASSERT_NO_FATAL_FAILURE(sandbox.write("DATA/STATKBBS.DAT", statistics));
+    ASSERT_NO_FATAL_FAILURE(sandbox.write("DATA/VALIDATE.0", "1"));
+    EXPECT_EQ(sandbox.ctl("reload"), "online 1");
+    const QJsonObject status =
+        QJsonDocument::fromJson(sandbox.ctl("status --json").toUtf8()).object();
+    EXPECT_EQ(status["runState"].toString(), "online");
+    EXPECT_EQ(status["statistics"]["calls"]["total"].toInt(), 42);
+    EXPECT_EQ(status["alerts"]["validate"].toBool(), true);
+    EXPECT_EQ(status["alerts"]["feedback"].toBool(), false);
+    EXPECT_EQ(status["nodes"][3].toString(), "Node 4 - Waiting...");
+    EXPECT_EQ(status["caption"].toString(), "KELDTS - KELD Demo Board (4 Nodes)");
+    const QJsonObject drive = status["drives"][0].toObject();
+    EXPECT_EQ(drive["letter"].toString(), "C");
+    EXPECT_EQ(drive["totalBytes"].toInteger(), QStorageInfo(sandbox.mainDir()).bytesTotal());
+    EXPECT_GT(drive["freeBytes"].toInteger(), 0);
+    EXPECT_EQ(sandbox.ctl("status"), "online 1");
 }
 
 } // namespace

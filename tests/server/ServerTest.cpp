@@ -2,6 +2,7 @@
 #include "server/AdmissionTexts.h"
 #include "server/CommandLine.h"
 #include "server/LegacyFiles.h"
+#include "support/FakeFace.h"
 #include "support/FakeNodes.h"
 #include "support/ServerTimers.h"
 #include "support/TestBoard.h"
@@ -17,24 +18,6 @@
 #include <gtest/gtest.h>
 
 namespace {
-
-class FakeFace final : public ConsoleFace {
-  public:
-    ScreenGeometry geometry() const override { return {{1024, 768}, {680, 400}}; }
-    QPoint position() const override { return {}; }
-    void place(const WindowPlacement&) override {}
-    void setMinimized(bool) override {}
-    void applyRunState(const RunStateView&) override {}
-    void trayAdd(const QString&, int) override {}
-    void trayModify(const QString&, int) override {}
-    void trayRemove() override {}
-    void setBanner(const QString&) override {}
-    void showForm() override {}
-    void bringToFront() override {}
-    void hideForm() override {}
-    void beep() override { ++beeps; }
-    int beeps = 0;
-};
 
 // Runs the event loop until `done` holds or ten seconds are up.
 const auto spinUntil = [](auto done) { return QTest::qWaitFor(done, 10000); };
