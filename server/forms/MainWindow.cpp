@@ -6,6 +6,7 @@
 #include "server/Server.h"
 #include "server/forms/FormRegistry.h"
 #include "server/forms/NodeMenu.h"
+#include "server/forms/StatusWidgets.h"
 #include "server/forms/TextDisplay.h"
 
 #include <QApplication>
@@ -23,6 +24,7 @@
 #include <QPlainTextEdit>
 #include <QScreen>
 #include <QSystemTrayIcon>
+#include <QTimer>
 #include <QUrl>
 #include <QVBoxLayout>
 
@@ -60,6 +62,35 @@ QLabel* statusLamp(const char* name, const QColor& colour, QWidget* parent) {
     return label;
 }
 
+QLabel* foldPicture(const char* name, bool shrink, const char* tip, QWidget* parent) {
+    auto* label = new QLabel(parent);
+    label->setObjectName(QLatin1String(name));
+    label->setPixmap(foldArrow(shrink));
+    label->setToolTip(QLatin1String(tip));
+    label->setCursor(Qt::PointingHandCursor);
+    return label;
+}
+
+// mnuTray: each place stands for an entry of the main menu; no entry is a separator.
+constexpr struct {
+    const char* caption;
+    const char* entry;
+} kTrayMenu[] = {
+    {"Server Start", "mnuFileServerStart"},
+    {"Server Stop", "mnuFileServerStop"},
+    {"Server Offline", "mnuFileServerOffline"},
+    {nullptr, nullptr},
+    {"Local Login", "mnuToolsLogin"},
+    {"Turn Pager On", "mnuToolsPager"},
+    {nullptr, nullptr},
+    {"Today's Callers", "mnuViewCallers"},
+    {"Who's Online", "mnuViewWhosOnline"},
+    {"View BBS Log", "mnuViewBbsLog"},
+    {"View KELDTS Log", "mnuViewKeldtsLog"},
+    {nullptr, nullptr},
+    {"Exit", "mnuFileExit"},
+};
+
 } // namespace
 
 MainWindow::MainWindow(DebugPane& pane, QWidget* parent) : QMainWindow(parent) {
@@ -79,7 +110,10 @@ MainWindow::MainWindow(DebugPane& pane, QWidget* parent) : QMainWindow(parent) {
     buildFormMenus();
 
     auto* central = new QWidget(this);
-    auto* layout = new QVBoxLayout(central);
+    auto* columns = new QHBoxLayout(central);
+    columns->setSpacing(6);
+    auto* layout = new QVBoxLayout;
+    columns->addLayout(layout, 1);
     auto* top = new QHBoxLayout;
     green_ = statusLamp("picStatusGreen", Qt::green, central);
     red_ = statusLamp("picStatusRed", Qt::red, central);
@@ -87,10 +121,27 @@ MainWindow::MainWindow(DebugPane& pane, QWidget* parent) : QMainWindow(parent) {
     info_ = new QLabel(QStringLiteral("KELDTS"), central);
     info_->setObjectName(QStringLiteral("lblInfo"));
     for (QWidget* w : {static_cast<QWidget*>(green_), static_cast<QWidget*>(red_),
-                       static_cast<QWidget*>(yellow_), static_cast<QWidget*>(info_)})
+                       static_cast<QWidget*>(yellow_)})
         top->addWidget(w);
-    top->addStretch();
+    info_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    top->addWidget(info_, 1);
+    shrink_ = foldPicture("picShrink", true, "Hide BBS statistics.", central);
+    expand_ = foldPicture("picExpand", false, "Show BBS statistics.", central);
+    expand_->setVisible(false);
+    for (QLabel* fold : {shrink_, expand_}) {
+        top->addWidget(fold);
+        fold->installEventFilter(this);
+    }
     layout->addLayout(top);
+    // The alerts sit in the menu bar's free corner, in sight whether the statistics are folded
+    // or not.
+    alerts_ = new AlertIcons(menuBar());
+    alerts_->setContentsMargins(0, 2, 6, 0);
+    menuBar()->setCornerWidget(alerts_);
+    statusPanel_ = new StatusPanelWidget(central);
+    // Folded, the form is exactly as much narrower as the statistics are wide.
+    statusPanel_->setFixedWidth(kFullFormWidth - kShrunkFormWidth - columns->spacing());
+    columns->addWidget(statusPanel_);
     nodeList_ = new QListWidget(central);
     nodeList_->setObjectName(QStringLiteral("lstNodelist"));
     layout->addWidget(nodeList_);
@@ -124,7 +175,9 @@ MainWindow::MainWindow(DebugPane& pane, QWidget* parent) : QMainWindow(parent) {
     connect(exit, &QAction::triggered, this,
             [this] { server_->queryUnload(Server::CloseReason::ExitCommand, *dialogs_); });
     buildTools();
+    buildStatusTools();
     buildTray();
+    connect(alerts_, &AlertIcons::pagerDoubleClicked, pager_, &QAction::trigger);
 }
 
 void MainWindow::buildViews() {
@@ -185,6 +238,40 @@ void MainWindow::buildTools() {
             [this] { server_->scheduledWork().sweep(*dialogs_, [](const QString&) {}); });
 }
 
+void MainWindow::buildStatusTools() {
+    auto* tools = menuBar()->findChild<QMenu*>(QStringLiteral("mnuTools"));
+    tools->addSeparator();
+    connect(addMenuAction(tools, "mnuToolsRefresh", QStringLiteral("Refresh BBS &Statistics")),
+            &QAction::triggered, this, [this] { server_->statusPanel().showStatistics(); });
+    connect(addMenuAction(tools, "mnuToolsHdList", QStringLiteral("Refresh &Hard Drive List")),
+            &QAction::triggered, this, [this] { server_->statusPanel().showDriveList(); });
+    connect(addMenuAction(tools, "mnuToolsAlertIcons", QStringLiteral("Refresh &Alert Icons")),
+            &QAction::triggered, this, [this] { server_->statusPanel().showAlertIcons(); });
+    pager_ = addMenuAction(tools, "mnuToolsPager", QStringLiteral("Turn &Pager On"));
+    connect(pager_, &QAction::triggered, this, [this] { server_->statusPanel().togglePager(); });
+}
+
+void MainWindow::showStatusPanel(const StatusPanelView& view) {
+    statusPanel_->showView(view);
+    alerts_->showView(view);
+    pager_->setText(view.pager ? QStringLiteral("Turn &Pager Off")
+                               : QStringLiteral("Turn &Pager On"));
+    trayPager_->setText(view.pager ? QStringLiteral("Turn Pager Off")
+                                   : QStringLiteral("Turn Pager On"));
+}
+
+void MainWindow::setMenuVisible(const QString& name, bool visible) {
+    if (auto* action = findChild<QAction*>(name))
+        action->setVisible(visible);
+}
+
+void MainWindow::foldStatistics(bool shrunk) {
+    statusPanel_->setVisible(!shrunk);
+    shrink_->setVisible(!shrunk);
+    expand_->setVisible(shrunk);
+    resize(shrunk ? kShrunkFormWidth : kFullFormWidth, height());
+}
+
 void MainWindow::runDuty(const Result<>& result) {
     if (!result)
         server_->board().logs.reportError(result.error());
@@ -229,20 +316,40 @@ QAction* MainWindow::addMenuAction(QMenu* menu, const char* name, const QString&
 }
 
 void MainWindow::buildTray() {
-    auto* menu = new QMenu(this);
+    auto* menu = new QMenu(QStringLiteral("Tray Options"), this);
     menu->setObjectName(QStringLiteral("mnuTray"));
-    trayStart_ = addMenuAction(menu, "mnuTrayArray0", QStringLiteral("Server Start"));
-    trayStop_ = addMenuAction(menu, "mnuTrayArray1", QStringLiteral("Server Stop"));
-    trayOffline_ = addMenuAction(menu, "mnuTrayArray2", QStringLiteral("Server Offline"));
-    menu->addSeparator();
-    QAction* restore = addMenuAction(menu, "mnuTrayArray3", QStringLiteral("Restore"));
-    QAction* exit = addMenuAction(menu, "mnuTrayArray4", QStringLiteral("Exit"));
-    connect(trayStart_, &QAction::triggered, start_, &QAction::trigger);
-    connect(trayStop_, &QAction::triggered, stop_, &QAction::trigger);
-    connect(trayOffline_, &QAction::triggered, offline_, &QAction::trigger);
-    connect(restore, &QAction::triggered, this, &MainWindow::bringToFront);
-    connect(exit, &QAction::triggered, findChild<QAction*>(QStringLiteral("mnuFileExit")),
-            &QAction::trigger);
+    int place = 0;
+    for (const auto& entry : kTrayMenu) {
+        const QString name = QStringLiteral("mnuTrayArray%1").arg(place++);
+        if (!entry.caption) {
+            menu->addSeparator()->setObjectName(name);
+            continue;
+        }
+        QAction* action = menu->addAction(QLatin1String(entry.caption));
+        action->setObjectName(name);
+        if (auto* same = findChild<QAction*>(QLatin1String(entry.entry)))
+            connect(action, &QAction::triggered, same, &QAction::trigger);
+        else
+            connect(action, &QAction::triggered, this, [this, caption = entry.caption] {
+                dialogs_->message(QStringLiteral("KELDTS"),
+                                  QStringLiteral("%1 is not available yet.").arg(caption),
+                                  MessageIcon::Information);
+            });
+    }
+    const QList<QAction*> places = menu->actions();
+    trayStart_ = places.at(0);
+    trayStop_ = places.at(1);
+    trayOffline_ = places.at(2);
+    trayPager_ = places.at(5);
+    // A form that waits for the sysop comes forward instead of the menu.
+    connect(menu, &QMenu::aboutToShow, this, [this, menu] {
+        if (!form_)
+            return;
+        beep();
+        form_->raise();
+        form_->activateWindow();
+        QTimer::singleShot(0, menu, &QMenu::close);
+    });
     if (!QSystemTrayIcon::isSystemTrayAvailable())
         return;
     tray_ = new QSystemTrayIcon(trayIcon(101), this);
@@ -250,16 +357,27 @@ void MainWindow::buildTray() {
     tray_->setContextMenu(menu);
     connect(tray_, &QSystemTrayIcon::activated, this,
             [this](QSystemTrayIcon::ActivationReason why) {
-                if (why != QSystemTrayIcon::DoubleClick && why != QSystemTrayIcon::Trigger)
-                    return;
-                bringToFront();
-                // The main window waits behind an open form: the form is what wants the sysop.
-                if (form_) {
-                    beep();
-                    form_->raise();
-                    form_->activateWindow();
-                }
+                // A double click's first press is a click already: one toggle for either.
+                if (why == QSystemTrayIcon::Trigger)
+                    toggleFromTray();
             });
+}
+
+void MainWindow::toggleFromTray() {
+    if (form_) {
+        beep();
+        form_->raise();
+        form_->activateWindow();
+        return;
+    }
+    if (isVisible() && !isMinimized()) {
+        setMinimized(true);
+        hide();
+        return;
+    }
+    bringToFront();
+    debug_->moveCursor(QTextCursor::End);
+    debug_->ensureCursorVisible();
 }
 
 void MainWindow::attach(Server* server, Dialogs* dialogs, NodeTable* nodes,
@@ -304,7 +422,7 @@ ScreenGeometry MainWindow::geometry() const {
 }
 
 void MainWindow::place(const WindowPlacement& placement) {
-    resize(placement.formWidth, height());
+    foldStatistics(placement.panelShrunk);
     move(placement.topLeft);
 }
 
@@ -327,18 +445,17 @@ void MainWindow::applyRunState(const RunStateView& view) {
 }
 
 void MainWindow::trayAdd(const QString& tip, int icon) {
-    if (!tray_)
-        return;
-    tray_->setToolTip(tip);
-    tray_->setIcon(trayIcon(icon));
-    tray_->show();
+    trayModify(tip, icon);
+    if (tray_)
+        tray_->show();
 }
 
 void MainWindow::trayModify(const QString& tip, int icon) {
     if (!tray_)
         return;
-    tray_->setToolTip(tip);
-    tray_->setIcon(trayIcon(icon));
+    tray_->setToolTip(QString(tip).replace(QStringLiteral("\r\n"), QStringLiteral("\n")));
+    if (icon >= 0)
+        tray_->setIcon(trayIcon(icon));
 }
 
 void MainWindow::trayRemove() {
@@ -375,6 +492,13 @@ bool MainWindow::eventFilter(QObject* watched, QEvent* event) {
     if (watched == debug_->viewport() && event->type() == QEvent::MouseButtonDblClick) {
         debug_->moveCursor(QTextCursor::End);
         debugMenu_->popup(static_cast<QMouseEvent*>(event)->globalPosition().toPoint());
+        return true;
+    }
+    if ((watched == shrink_ || watched == expand_) && event->type() == QEvent::MouseButtonRelease) {
+        const bool shrunk = watched == shrink_;
+        foldStatistics(shrunk);
+        if (server_)
+            server_->foldStatistics(shrunk);
         return true;
     }
     return QMainWindow::eventFilter(watched, event);

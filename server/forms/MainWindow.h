@@ -19,6 +19,8 @@ struct FormEntry;
 class NodeMenu;
 class NodeTable;
 class Server;
+class StatusPanelWidget;
+class AlertIcons;
 
 // frmMain: the sysop's console on the desktop. It shows what the server does and passes the
 // sysop's commands on; the server's logic lives in Server.
@@ -43,6 +45,9 @@ class MainWindow : public QMainWindow, public ConsoleFace {
     void bringToFront() override;
     void hideForm() override { hide(); }
     void beep() override;
+    void showStatusPanel(const StatusPanelView& view) override;
+    void setCaption(const QString& caption) override { setWindowTitle(caption); }
+    void setMenuVisible(const QString& name, bool visible) override;
 
     // The configuration form that is open over the main window, if any.
     QDialog* openForm() const { return form_; }
@@ -63,6 +68,12 @@ class MainWindow : public QMainWindow, public ConsoleFace {
     void runDuty(const Result<>& result);
     void buildFormMenus();
     void buildTray();
+    // The Tools menu's refreshes of the status panel and the pager.
+    void buildStatusTools();
+    // The tray icon's click: the form goes to the tray and comes back from it.
+    void toggleFromTray();
+    // Folds the statistics away or brings them back, at the form's two widths.
+    void foldStatistics(bool shrunk);
     // Opens a form from its menu entry; only one is open at a time.
     void launch(const FormEntry& entry);
 
@@ -81,6 +92,12 @@ class MainWindow : public QMainWindow, public ConsoleFace {
     QLabel* red_;
     QLabel* yellow_;
     QLabel* info_;
+    QLabel* shrink_;
+    QLabel* expand_;
+    StatusPanelWidget* statusPanel_;
+    AlertIcons* alerts_;
+    QAction* pager_ = nullptr;
+    QAction* trayPager_ = nullptr;
     QListWidget* nodeList_;
     NodeMenu* nodeMenu_ = nullptr;
     QPlainTextEdit* debug_;

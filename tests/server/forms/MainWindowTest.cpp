@@ -13,6 +13,7 @@
 #include <QAction>
 #include <QApplication>
 #include <QDialog>
+#include <QDir>
 #include <QElapsedTimer>
 #include <QLabel>
 #include <QListWidget>
@@ -201,6 +202,52 @@ TEST_F(MainWindowTest, EveryFormEntryOpensItsFormAndEveryTableFitsItsRecord) {
         ASSERT_TRUE(QTest::qWaitFor([&] { return !form; }));
     }
     EXPECT_TRUE(board.pane.lines().isEmpty()) << board.pane.lines().join('\n').toStdString();
+}
+
+// The panel shows the board's files at start; the Tools menu reads each part again.
+TEST_F(MainWindowTest, TheStatusPanelShowsTheBoardsFilesAndTheToolsMenuRefreshesIt) {
+    board.setServerFlag("savewindowpos", 1);
+    Record statistics(statisticsLayout());
+    statistics.setI32("callstotal", 1234);
+    board.writeRecord("DATA/STATKBBS.DAT", statistics);
+    start();
+    const auto text = [&](const char* name) { return child<QLabel>(name)->text(); };
+    const auto lit = [&](const char* name) { return child<QLabel>(name)->isVisibleTo(&window); };
+    EXPECT_EQ(window.windowTitle(), "KELDTS - KELD Demo Board (4 Nodes)");
+    EXPECT_EQ(text("lblStatsCallsTotal"), "1234");
+    EXPECT_EQ(text("lblHdDrive1"), "C:");
+    EXPECT_TRUE(text("lblHdPct1").endsWith('%'));
+    EXPECT_EQ(text("lblHdDrive2"), "");
+    EXPECT_TRUE(!lit("imgFileIcon") && lit("imgFileIcon_Disabled"));
+
+    statistics.setI32("callstotal", 1235);
+    board.writeRecord("DATA/STATKBBS.DAT", statistics);
+    QDir().mkpath(board.file("DB"));
+    Record upload(mailLayout());
+    board.writeRecord("DB/UPLOADS.DAT", upload);
+    child<QAction>("mnuToolsAlertIcons")->trigger();
+    EXPECT_TRUE(lit("imgFileIcon") && !lit("imgFileIcon_Disabled"));
+    EXPECT_EQ(text("lblStatsCallsTotal"), "1234") << "the alerts' refresh leaves the figures";
+    child<QAction>("mnuToolsRefresh")->trigger();
+    EXPECT_EQ(text("lblStatsCallsTotal"), "1235");
+
+    child<QAction>("mnuToolsPager")->trigger();
+    EXPECT_TRUE(lit("imgPager") && !lit("imgPager_Disabled"));
+    EXPECT_EQ(child<QAction>("mnuTrayArray5")->text(), "Turn Pager Off");
+    EXPECT_EQ(child<QAction>("mnuToolsPager")->text(), "Turn &Pager Off");
+
+    QStringList tray;
+    for (QAction* action : child<QMenu>("mnuTray")->actions())
+        tray << (action->isSeparator() ? "-" : action->text());
+    EXPECT_EQ(tray.join('|'), "Server Start|Server Stop|Server Offline|-|Local Login|Turn Pager "
+                              "Off|-|Today's Callers|Who's Online|View BBS Log|View KELDTS "
+                              "Log|-|Exit");
+
+    window.show();
+    QTest::mouseClick(child<QLabel>("picShrink"), Qt::LeftButton);
+    EXPECT_EQ(window.width(), kShrunkFormWidth);
+    EXPECT_TRUE(lit("picExpand") && !lit("picShrink") && !lit("lblStatsCallsTotal"));
+    EXPECT_EQ(board.record(windowStateLayout(), "KELDTS.DAT").i16("panelshrunk"), 1);
 }
 
 // Once a minute the settings are read again, and a wrong starting node is said each time. On
