@@ -2,50 +2,23 @@
 // 200 doors, a move and a delete on 200 voting questions with all their answer files, each
 // beside a raw read of the same file in the same run.
 
+#include "BenchTiming.h"
 #include "data/ListTables.h"
 #include "data/forms/ListForm.h"
 #include "data/records/BoardFiles.h"
 #include "support/TestBoard.h"
 
 #include <QApplication>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
 
-#include <algorithm>
 #include <cstdio>
-#include <functional>
-#include <vector>
 
 namespace {
 
-constexpr int kRounds = 21;
-
-double medianMs(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
-
-// The median of `rounds` timed runs of `work`; `prepare` runs before each, untimed.
-double timeMs(
-    const std::function<void()>& work, const std::function<void()>& prepare = [] {}) {
-    std::vector<double> samples;
-    for (int i = 0; i < kRounds; ++i) {
-        prepare();
-        QElapsedTimer timer;
-        timer.start();
-        work();
-        samples.push_back(double(timer.nsecsElapsed()) / 1e6);
-    }
-    return medianMs(samples);
-}
-
-QByteArray rawRead(const QString& path) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        qFatal("cannot read %s", qPrintable(path));
-    return file.readAll();
-}
+using benchtiming::rawRead;
+using benchtiming::report;
+using benchtiming::timeMs;
 
 void runKeldts(const QStringList& args, const QString& directory) {
     QProcess process;
@@ -53,10 +26,6 @@ void runKeldts(const QStringList& args, const QString& directory) {
     process.start(QStringLiteral(KELDTS_BINARY), args);
     if (!process.waitForFinished(30000) || process.exitCode() != 0)
         qFatal("keldts %s failed", qPrintable(args.join(' ')));
-}
-
-void report(const char* what, double ms, double baselineMs) {
-    std::printf("%-52s %9.3f ms  x%.1f\n", what, ms, ms / baselineMs);
 }
 
 } // namespace

@@ -8,6 +8,7 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
+#include <QListView>
 #include <QPointer>
 #include <QProgressBar>
 #include <QPushButton>
@@ -22,6 +23,10 @@ UserListForm::UserListForm(std::unique_ptr<TableRows> rows, Board& board, QWidge
       delete_(new QPushButton(QStringLiteral("&Delete"), this)),
       compress_(new QPushButton(QStringLiteral("C&ompress"), this)),
       progress_(new QProgressBar(this)), step_(new QLabel(this)) {
+    // Tens of thousands of rows are laid out a screenful at a time, so the list paints at once.
+    auto* list = findChild<QListView*>();
+    list->setLayoutMode(QListView::Batched);
+    list->setBatchSize(256);
     auto* findRow = new QWidget(this);
     auto* line = new QHBoxLayout(findRow);
     line->setContentsMargins(0, 0, 0, 0);
