@@ -133,4 +133,36 @@ TEST_F(TableE2e, BadInputIsRefusedAndTheFileKeptAsItWas) {
     EXPECT_EQ(table({"MAIN.CFG", "list"}).exitCode, 2);
 }
 
+// The user file on the command line: a delete is asked about, leaves the number, and compress
+// gives back only the free tail.
+TEST_F(TableE2e, UsersKeepTheirNumbersOnTheCommandLine) {
+    ASSERT_NO_FATAL_FAILURE(
+        edit({{"USERFILE.DAT", "insert"},
+              {"USERFILE.DAT", "insert"},
+              {"USERFILE.DAT", "set", "1", "handle=Alice", "securitylevel=20"}}));
+    const QByteArray users = sandbox.read("DATA/USERFILE.DAT");
+    ASSERT_EQ(users.size(), 2 * 1048);
+    for (const QStringList& words : QList<QStringList>{{"USERFILE.DAT", "delete", "1"},
+                                                       {"USERFILE.DAT", "set", "1", "laston=1"},
+                                                       {"USERFILE.DAT", "move", "1", "down"}}) {
+        const RunResult result = table(words);
+        EXPECT_EQ(result.exitCode, 2) << words.join(' ').toStdString();
+        EXPECT_EQ(result.err.count('\n'), 1) << result.err.toStdString();
+        EXPECT_EQ(sandbox.read("DATA/USERFILE.DAT"), users) << words.join(' ').toStdString();
+    }
+    EXPECT_EQ(table({"USERFILE.DAT", "delete", "1"}).err,
+              "USERFILE.DAT: Are you sure you want to delete this user (Alice)? (add --yes to "
+              "proceed)\n");
+
+    const RunResult found = sandbox.run({"users", "find", "ALI"}, sandbox.mainDir());
+    EXPECT_EQ(found.out, "1: Alice                   -  20  0..\n");
+    ASSERT_NO_FATAL_FAILURE(edit({{"USERFILE.DAT", "compress"}}));
+    EXPECT_EQ(sandbox.read("DATA/USERFILE.DAT").size(), 1048);
+    ASSERT_NO_FATAL_FAILURE(edit({{"USERFILE.DAT", "delete", "1", "--yes"}}));
+    EXPECT_EQ(sandbox.read("DATA/USERFILE.DAT").size(), 1048) << "a delete leaves a hole";
+    ASSERT_TRUE(QFile::remove(sandbox.path("DATA/USERFILE.IDX")));
+    EXPECT_EQ(sandbox.run({"users", "reindex"}, sandbox.mainDir()).exitCode, 0);
+    EXPECT_EQ(sandbox.read("DATA/USERFILE.IDX").mid(40, 15), "Alice          ");
+}
+
 } // namespace

@@ -85,6 +85,20 @@ TEST_F(NodeCommandsTest, KeystrokeCommandsTypeTheBbsKeysAndLogBoth) {
 }
 
 // The command line offers a node what its popup offers it, no more.
+TEST_F(NodeCommandsTest, EditOpensTheUserEditorOnTheCallersAccount) {
+    occupy(1, 42);
+    QString said;
+    const auto outcome = [&said](const QString& line) { said = line; };
+    commands.run(NodeCommands::Command::Edit, 1, tb.dialogs, outcome);
+    EXPECT_EQ(said, "node 1: user 5, see keldts table USERFILE.DAT show 5");
+    int opened = 0;
+    commands.editUser = [&opened](int user) { opened = user; };
+    commands.run(NodeCommands::Command::Edit, 2, tb.dialogs, outcome);
+    EXPECT_EQ(said, "node 2 has no user");
+    commands.run(NodeCommands::Command::Edit, 1, tb.dialogs, outcome);
+    EXPECT_EQ(opened, 5);
+}
+
 TEST_F(NodeCommandsTest, TheCommandLineObeysThePopupsRules) {
     EXPECT_TRUE(ctl("node 1 boot")
                     .startsWith("unknown here: boot is not offered for node 1 now "
