@@ -15,6 +15,30 @@ QString stripComment(const QString& line) {
     return line;
 }
 
+// The settings that are taken as they are written.
+const struct {
+    const char* section;
+    const char* key;
+    QString PlatformSettings::*member;
+} kTextKeys[] = {
+    {"dos", "run", &PlatformSettings::dosRun},
+    {"nodes", "viewer", &PlatformSettings::viewer},
+    {"server", "listen", &PlatformSettings::listenAddress},
+    {"services", "bbsfinder", &PlatformSettings::bbsFinder},
+    {"services", "updater", &PlatformSettings::updater},
+    {"services", "contact", &PlatformSettings::contact},
+    {"services", "sysinfo", &PlatformSettings::sysInfo},
+};
+
+QString* textSetting(PlatformSettings& settings, const QString& section, const QString& key) {
+    for (const auto& entry : kTextKeys) {
+        if (section == QLatin1String(entry.section) &&
+            key.compare(QLatin1String(entry.key), Qt::CaseInsensitive) == 0)
+            return &(settings.*entry.member);
+    }
+    return nullptr;
+}
+
 } // namespace
 
 PlatformSettings readPlatformSettings(const QString& iniPath) {
@@ -46,23 +70,16 @@ PlatformSettings readPlatformSettings(const QString& iniPath) {
         bool number = false;
         if (eq < 0) {
             settings.problems << where;
+        } else if (QString* setting = textSetting(settings, section, key)) {
+            *setting = value;
         } else if (section == QLatin1String("drives")) {
             if (key.size() == 1 && key.at(0).isLetter() && !value.isEmpty())
                 settings.drives.map(key.at(0), value);
             else
                 settings.problems << where;
-        } else if (section == QLatin1String("dos") &&
-                   key.compare(QLatin1String("run"), Qt::CaseInsensitive) == 0) {
-            settings.dosRun = value;
         } else if (section == QLatin1String("nodes") &&
                    key.compare(QLatin1String("host"), Qt::CaseInsensitive) == 0) {
             settings.nodeHost = value.toLower();
-        } else if (section == QLatin1String("nodes") &&
-                   key.compare(QLatin1String("viewer"), Qt::CaseInsensitive) == 0) {
-            settings.viewer = value;
-        } else if (section == QLatin1String("server") &&
-                   key.compare(QLatin1String("listen"), Qt::CaseInsensitive) == 0) {
-            settings.listenAddress = value;
         } else if (section == QLatin1String("callers") &&
                    key.compare(QLatin1String("nodes-per-address"), Qt::CaseInsensitive) == 0 &&
                    value.toUInt(&number) < 100 && number) {
@@ -91,7 +108,12 @@ QByteArray platformSettingsText(const QString& cDrive) {
                           "listen=\n"
                           "[Callers]\n"
                           "nodes-per-address=0\n"
-                          "press-esc=no\n")
-        .arg(cDrive)
+                          "press-esc=no\n"
+                          "[Services]\n"
+                          "bbsfinder=%2\n"
+                          "updater=\n"
+                          "contact=%3\n"
+                          "sysinfo=\n")
+        .arg(cDrive, PlatformSettings().bbsFinder, PlatformSettings().contact)
         .toUtf8();
 }

@@ -15,9 +15,15 @@ struct PlatformSettings {
     QString listenAddress;   // [Server] listen=: the address callers come to; empty: all
     int nodesPerAddress = 0; // [Callers] nodes-per-address=: most nodes one address holds; 0: any
     bool pressEsc = false;   // [Callers] press-esc=yes: Esc twice before a caller gets a node
-    QStringList problems;    // lines that could not be understood, for the log
-    QString missing;         // that the file is not there, for messages about what it lacks
-    QString unreadable;      // why a file that is there could not be read: no server can run
+    // [Services] bbsfinder=: where the listing service that keeps the board's address answers
+    QString bbsFinder = QStringLiteral("https://keldts.example.org/bbsfinder");
+    QString updater; // [Services] updater=: the update program, Linux or DOS; empty: none
+    // [Services] contact=: where the about box sends suggestions and comments
+    QString contact = QStringLiteral("support@keldts.example.org");
+    QString sysInfo;      // [Services] sysinfo=: a program that shows this machine; empty: none
+    QStringList problems; // lines that could not be understood, for the log
+    QString missing;      // that the file is not there, for messages about what it lacks
+    QString unreadable;   // why a file that is there could not be read: no server can run
 };
 
 // A missing file gives the defaults; a line that makes no sense is noted, never fatal.

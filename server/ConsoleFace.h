@@ -30,4 +30,6 @@ class ConsoleFace {
     virtual void showStatusPanel(const StatusPanelView&) {}
     virtual void setCaption(const QString&) {}
     virtual void setMenuVisible(const QString&, bool) {}
+    // What the listing service last said; headless, `keldts ctl status --json` tells it.
+    virtual void setBbsFinderCaption(const QString&) {}
 };

@@ -10,13 +10,12 @@
 #include "server/LegacyFiles.h"
 #include "server/NodeCommands.h"
 #include "server/NodeFiles.h"
+#include "server/ProjectLinks.h"
 #include "server/TelnetListener.h"
-#include "server/UpdateSchedule.h"
 
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QProcess>
 
 #include <algorithm>
 
@@ -34,7 +33,8 @@ Server::Server(Board& board, BoardLogs& logs, DebugPane& pane, NodeServices& nod
       batchRunner_(board, logs),
       work_(board, logs, batchRunner_, [this] { return nodes_.isNodeInUse(0); }),
       panel_(board, logs, face, [this] { return nodes_.isNodeInUse(0); }),
-      triggers_(board, logs, nodes, batchRunner_) {
+      triggers_(board, logs, nodes, batchRunner_), bbsFinder_(board, face),
+      updates_(board, logs, batchRunner_) {
     // The timers keep the names they have always had, Timer1 to Timer5, and can be found by them.
     int number = 0;
     for (QTimer* timer : {&timer1_, &timer2_, &timer3_, &timer4_, &timer5_}) {
@@ -111,12 +111,13 @@ bool Server::load(const QString& commandLine, const QString& startDirectory) {
                         .arg(QString::fromLatin1(Board::kVersion),
                              board_.startTime.toString(QStringLiteral("HH:mm:ss")),
                              board_.startTime.toString(QStringLiteral("MM/dd/yyyy")),
-                             QStringLiteral("https://keldts.example.org")));
+                             QLatin1String(links::kHomePage)));
     pane_.clear();
     logs_.writeEventLog(
         QStringLiteral("--- KELDTS v%1 Loaded").arg(QString::fromLatin1(Board::kVersion)));
     panel_.refresh();
     face_.showForm();
+    bbsFinder_.update();
     work_.startUp();
     if (board_.serverConfig.i16("monitortimezone") == 1)
         panel_.updateTimeZone();
@@ -370,6 +371,7 @@ void Server::minuteTick() {
     if (board_.serverConfig.i16("dailymaint") == 1)
         panel_.countIdleMinute();
     work_.minuteTick();
+    bbsFinder_.minuteTick();
     panel_.countRefreshMinute();
     triggers_.poll();
 }
@@ -392,19 +394,7 @@ void Server::secondTick() {
 }
 
 void Server::updateTick() {
-    const Record& cfg = board_.serverConfig;
-    const QDateTime now = board_.clock.now();
-    if (!updateCheckDue(cfg.i16("updatetype"), cfg.i16("updatefreq"), cfg.text("lastupdatecheck"),
-                        now))
-        return;
-    const QString updater = board_.filePath("main", QStringLiteral("KtsUpdate.exe"));
-    if (!QFile::exists(updater))
-        return;
-    board_.serverConfig.setText("lastupdatecheck", now.date().toString(QStringLiteral("yyMMdd")));
-    saveServerConfig(board_);
-    QProcess::startDetached(
-        updater, {QStringLiteral("/QUIET"), QStringLiteral("/TYPE=%1").arg(cfg.i16("updatetype"))},
-        board_.directoryPath("main"));
+    updates_.checkTick();
 }
 
 QString Server::control(const QString& command, std::function<void()>& after) {
@@ -468,5 +458,6 @@ QString Server::statusJson() {
     status.insert(QStringLiteral("runState"), name.section(QLatin1Char(' '), 0, 0));
     status.insert(QStringLiteral("runStateNumber"), int(board_.serverState));
     status.insert(QStringLiteral("nodes"), QJsonArray::fromStringList(nodes_.nodeRows()));
+    status.insert(QStringLiteral("bbsFinder"), bbsFinder_.caption());
     return QString::fromUtf8(QJsonDocument(status).toJson(QJsonDocument::Compact));
 }

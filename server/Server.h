@@ -3,11 +3,13 @@
 #include "console/BoardLogs.h"
 #include "data/Board.h"
 #include "server/AdmissionGate.h"
+#include "server/BbsFinder.h"
 #include "server/ConsoleFace.h"
 #include "server/FileTriggers.h"
 #include "server/NodeServices.h"
 #include "server/ScheduledWork.h"
 #include "server/StatusPanel.h"
+#include "server/UpdateLauncher.h"
 
 #include <QObject>
 #include <QTimer>
@@ -68,6 +70,8 @@ class Server : public QObject {
     // The unattended duties, which the Tools menu also starts by hand.
     ScheduledWork& scheduledWork() { return work_; }
     StatusPanel& statusPanel() { return panel_; }
+    BbsFinder& bbsFinder() { return bbsFinder_; }
+    UpdateLauncher& updates() { return updates_; }
     Board& board() { return board_; }
 
   signals:
@@ -108,4 +112,6 @@ class Server : public QObject {
     ScheduledWork work_;
     StatusPanel panel_;
     FileTriggers triggers_;
+    BbsFinder bbsFinder_;
+    UpdateLauncher updates_;
 };

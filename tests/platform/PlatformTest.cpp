@@ -88,12 +88,16 @@ TEST(PlatformSettings, ReadsDrivesAndNotesWhatItCannotUse) {
     ASSERT_NO_FATAL_FAILURE(
         writeFile(dir.filePath("KELDTS.INI"),
                   "; board on this machine\n[Drives]\nc = /srv/keld/ ; the board\nDD=/nowhere\n"
-                  "[Dos]\nrun=dosbox -c \"x;y\" {batch}\n[Nodes]\nhost=Process\nwhat is this\n"));
+                  "[Dos]\nrun=dosbox -c \"x;y\" {batch}\n[Nodes]\nhost=Process\nwhat is this\n"
+                  "[Services]\nUpdater=C:\\KELD\\KTSUPD.EXE\nsysinfo=\n"));
     const PlatformSettings s = readPlatformSettings(dir.filePath("KELDTS.INI"));
     EXPECT_EQ(s.drives.directoryOf('C'), "/srv/keld");
     EXPECT_FALSE(s.drives.isMapped('D'));
     EXPECT_EQ(s.dosRun, "dosbox -c \"x;y\" {batch}");
     EXPECT_EQ(s.nodeHost, "process");
+    EXPECT_EQ(s.updater, "C:\\KELD\\KTSUPD.EXE");
+    EXPECT_TRUE(s.sysInfo.isEmpty());
+    EXPECT_TRUE(s.bbsFinder.startsWith("https://")) << "a setting not given keeps its default";
     ASSERT_EQ(s.problems.size(), 2);
     EXPECT_TRUE(s.problems[0].contains("line 4"));
 
