@@ -16,6 +16,7 @@
 #include "server/Server.h"
 #include "server/forms/GuiDialogs.h"
 #include "server/forms/MainWindow.h"
+#include "server/forms/StatusBarForm.h"
 
 #include <QApplication>
 #include <QDir>
@@ -127,6 +128,7 @@ int runServer(QCoreApplication& app, SingleInstance& instance, bool headless,
         nodeCommands.editUser = [&board, &window](int user) {
             UserEditForm::openOn(board, user, window.get());
         };
+        server.consoleJobs().setProgressView(new StatusBarForm(window.get()));
     }
     // Connected before the load: a fatal settings error ends the run once its box is closed.
     QObject::connect(

@@ -24,6 +24,9 @@ class Dialogs {
     // A Yes/No question with the question icon; `answered` gets true only for Yes.
     virtual void ask(const QString& title, const QString& text, bool defaultYes,
                      Answered answered) = 0;
+    // Opens a file in the desktop's program for its kind, as a double click would; without a
+    // desktop there is nothing to open it in.
+    virtual void openFile(const QString& /*path*/) {}
 };
 
 // Answers at once without asking: what an unattended server does.
@@ -49,6 +52,7 @@ class QueuedAnswers : public Dialogs {
                  Dismissed dismissed = {}) override {
         display_.message(title, text, icon, std::move(dismissed));
     }
+    void openFile(const QString& path) override { display_.openFile(path); }
     void ask(const QString&, const QString&, bool defaultYes, Answered answered) override {
         bool answer = defaultYes;
         if (!answers_.empty()) {

@@ -1,6 +1,7 @@
 #include "server/BatchRunner.h"
 
 #include "data/Board.h"
+#include "platform/FileWrite.h"
 #include "platform/NodeHost.h"
 #include "server/DosCommand.h"
 
@@ -29,4 +30,11 @@ Result<> BoardBatchRunner::run(const QString& dosPath, const QStringList& argume
     if (!process.startDetached())
         return Failure{QStringLiteral("Cannot run %1: %2").arg(dosPath, process.errorString())};
     return {};
+}
+
+Result<> writeAndRunBatch(const Board& board, BatchRunner& runner, const QString& name,
+                          const QByteArray& text, BatchRunner::Style style) {
+    if (Result<> written = filewrite::replace(board.filePath("main", name), text); !written)
+        return written;
+    return runner.run(board.sysPaths.text("main") + QLatin1Char('\\') + name, {}, style);
 }

@@ -2,6 +2,8 @@
 
 #include "platform/Result.h"
 
+#include <QByteArray>
+
 #include <QString>
 #include <QStringList>
 
@@ -20,6 +22,10 @@ class BatchRunner {
     // started.
     virtual Result<> run(const QString& dosPath, const QStringList& arguments, Style style) = 0;
 };
+
+// Writes the batch `name` into the main directory and starts it from there.
+Result<> writeAndRunBatch(const Board& board, BatchRunner& runner, const QString& name,
+                          const QByteArray& text, BatchRunner::Style style);
 
 // Runs each batch through the board's DOS runner, in the main directory: a hidden one as a
 // process of its own, detached from the server, the others in a window of the node host, where

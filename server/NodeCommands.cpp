@@ -2,6 +2,7 @@
 
 #include "console/BoardLogs.h"
 #include "data/Board.h"
+#include "data/FileHelpers.h"
 #include "data/RecordFile.h"
 #include "data/records/BoardFiles.h"
 #include "platform/ProcessTree.h"
@@ -160,10 +161,8 @@ void NodeCommands::run(Command command, int node, Dialogs& answers, Done done) {
     case Command::ResetAll:
         return askFirst(
             table_.isNodeInUse(0), answers, QStringLiteral("KELDTS - Reset All Nodes"),
-            question({"KELDTS detects that users might currently be using the BBS.", kLoginAgain,
-                      "Please be sure that no users are currently online before continuing!",
-                      kProceed}),
-            QStringLiteral("nodes left alone"), [this] { return resetAllNodes(); }, done);
+            resetAllWarning(), QStringLiteral("nodes left alone"),
+            [this] { return resetAllNodes(); }, done);
     case Command::BlockIp:
         blockNodeCaller(board_, node);
         return finish(QStringLiteral("node %1: caller's address handled, see the log").arg(node));
@@ -326,6 +325,38 @@ QString NodeCommands::resetNode(int node) {
     return QStringLiteral("(%1) Node Reset").arg(node);
 }
 
+QString NodeCommands::resetAllWarning() {
+    return question({"KELDTS detects that users might currently be using the BBS.", kLoginAgain,
+                     "Please be sure that no users are currently online before continuing!",
+                     kProceed});
+}
+
+void NodeCommands::resetControl(Dialogs& answers, Done done) {
+    const QString refusal = QStringLiteral("CONTROL.DAT left alone");
+    const auto reset = [this] {
+        if (Result<> removed = filehelpers::removeFile(table_.controlPath()); !removed) {
+            logs_.reportError(removed.error());
+            return removed.error();
+        }
+        table_.resetNodeRecord(0);
+        return resetAllNodes();
+    };
+    // Past the first question, a caller on a node is worth a second one.
+    answers.ask(QStringLiteral("KELDTS - Reset CONTROL.DAT"),
+                QStringLiteral("This will delete the CONTROL.DAT file and reset all nodes.\n"
+                               "Do you want to proceed?"),
+                false, [this, &answers, refusal, reset, done](bool yes) {
+                    if (!yes) {
+                        if (done)
+                            done(refusal);
+                        return;
+                    }
+                    askFirst(table_.isNodeInUse(0), answers,
+                             QStringLiteral("KELDTS - Reset All Nodes"), resetAllWarning(), refusal,
+                             reset, done);
+                });
+}
+
 QString NodeCommands::resetAllNodes() {
     for (int node = 1; node <= table_.maxChannel(); ++node) {
         table_.resetNodeRecord(node);
@@ -351,6 +382,14 @@ std::optional<QString> NodeCommands::control(const QStringList& request) {
         if (candidate.word && word == QLatin1String(candidate.word) && all != perNode &&
             (perNode || words.size() == 1))
             entry = &candidate;
+    }
+    if (!perNode && words == QStringList{QStringLiteral("reset-control")}) {
+        CommandLineAnswers answers(yes);
+        QString result;
+        resetControl(answers, [&result](const QString& outcome) { result = outcome; });
+        if (answers.refused())
+            return result + QStringLiteral(": add --yes to go ahead");
+        return result;
     }
     if (!perNode && !entry)
         return std::nullopt;

@@ -64,6 +64,10 @@ class NodeCommands {
     // the words are not a node command.
     std::optional<QString> control(const QStringList& words);
 
+    // Deletes CONTROL.DAT and resets every node, after a question and, when a caller is on,
+    // the reset-all warning; `keldts ctl reset-control`.
+    void resetControl(Dialogs& answers, Done done = {});
+
   private:
     QString showNode(int node, NodeHost::Show how);
     QString showAllNodes(NodeHost::Show how);
@@ -73,6 +77,7 @@ class NodeCommands {
     QString closeNode(int node);
     QString resetNode(int node);
     QString resetAllNodes();
+    static QString resetAllWarning();
     // Asks `question` when `ask` holds, then does `act`; without a Yes `refusal` is the outcome.
     void askFirst(bool ask, Dialogs& answers, const QString& title, const QString& question,
                   const QString& refusal, const std::function<QString()>& act, const Done& done);

@@ -42,9 +42,7 @@ BatchRunner::Style ScheduledWork::eventWindowStyle() const {
 
 Result<> ScheduledWork::writeAndRun(const QString& name, const QByteArray& text,
                                     BatchRunner::Style style) {
-    if (Result<> written = filewrite::replace(mainPath(name), text); !written)
-        return written;
-    return runner_.run(mainDos() + QLatin1Char('\\') + name, {}, style);
+    return writeAndRunBatch(board_, runner_, name, text, style);
 }
 
 void ScheduledWork::reportDaily(const QString& text) {

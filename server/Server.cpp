@@ -33,8 +33,8 @@ Server::Server(Board& board, BoardLogs& logs, DebugPane& pane, NodeServices& nod
       batchRunner_(board, logs),
       work_(board, logs, batchRunner_, [this] { return nodes_.isNodeInUse(0); }),
       panel_(board, logs, face, [this] { return nodes_.isNodeInUse(0); }),
-      triggers_(board, logs, nodes, batchRunner_), bbsFinder_(board, face),
-      updates_(board, logs, batchRunner_) {
+      jobs_(board, logs, batchRunner_), triggers_(board, logs, nodes, batchRunner_),
+      bbsFinder_(board, face), updates_(board, logs, batchRunner_) {
     // The timers keep the names they have always had, Timer1 to Timer5, and can be found by them.
     int number = 0;
     for (QTimer* timer : {&timer1_, &timer2_, &timer3_, &timer4_, &timer5_}) {
@@ -438,6 +438,16 @@ QString Server::control(const QString& command, std::function<void()>& after) {
         QueuedAnswers answers(board_.dialogs, {word.endsWith(QLatin1String("--yes"))});
         QString outcome;
         work_.sweep(answers, [&outcome](const QString& said) { outcome = said; });
+        return outcome;
+    } else if (word == QLatin1String("login") ||
+               word.startsWith(QLatin1String("auto-node-setup"))) {
+        QueuedAnswers answers(board_.dialogs, {word.endsWith(QLatin1String(" --yes"))});
+        QString outcome;
+        const auto said = [&outcome](const QString& text) { outcome = text; };
+        if (word == QLatin1String("login"))
+            jobs_.localLogin(answers, said);
+        else
+            jobs_.autoNodeSetup(answers, said);
         return outcome;
     } else if (word == QLatin1String("exit")) {
         after = [this] { leaveUnattended(); };

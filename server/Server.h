@@ -5,6 +5,7 @@
 #include "server/AdmissionGate.h"
 #include "server/BbsFinder.h"
 #include "server/ConsoleFace.h"
+#include "server/ConsoleJobs.h"
 #include "server/FileTriggers.h"
 #include "server/NodeServices.h"
 #include "server/ScheduledWork.h"
@@ -64,12 +65,15 @@ class Server : public QObject {
     void setNodeHost(NodeHost* host) { batchRunner_.setHost(host); }
     // Where `keldts ctl node …` goes; without it those commands are unknown.
     void setNodeCommands(NodeCommands* commands) { nodeCommands_ = commands; }
+    NodeCommands* nodeCommands() const { return nodeCommands_; }
     // Who decides whether a caller's address may come in: KELDTSIP.DAT unless a test says.
     void setIpFilter(std::function<bool(const QString&)> filter) { ipFilter_ = std::move(filter); }
     quint16 listeningPort() const;
     // The unattended duties, which the Tools menu also starts by hand.
     ScheduledWork& scheduledWork() { return work_; }
     StatusPanel& statusPanel() { return panel_; }
+    // The menus' small jobs: local login, automatic node setup.
+    ConsoleJobs& consoleJobs() { return jobs_; }
     BbsFinder& bbsFinder() { return bbsFinder_; }
     UpdateLauncher& updates() { return updates_; }
     Board& board() { return board_; }
@@ -111,6 +115,7 @@ class Server : public QObject {
     BoardBatchRunner batchRunner_;
     ScheduledWork work_;
     StatusPanel panel_;
+    ConsoleJobs jobs_;
     FileTriggers triggers_;
     BbsFinder bbsFinder_;
     UpdateLauncher updates_;

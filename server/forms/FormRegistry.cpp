@@ -1,6 +1,7 @@
 #include "server/forms/FormRegistry.h"
 
 #include "data/Board.h"
+#include "data/FileHelpers.h"
 #include "data/PathDiagnostics.h"
 #include "data/SettingsTables.h"
 #include "data/forms/ChannelForm.h"
@@ -11,9 +12,12 @@
 #include "data/forms/ServerConfigForm.h"
 #include "data/forms/TextSectionsForm.h"
 #include "data/forms/UserListForm.h"
+#include "server/NodeCommands.h"
 #include "server/Server.h"
 #include "server/forms/IpConfigDialog.h"
 #include "server/forms/TextDisplay.h"
+
+#include <QFileInfo>
 
 namespace {
 
@@ -41,6 +45,55 @@ FormEntry listEntry(const char* name, const char* text, const char* fileName,
             }};
 }
 
+// An entry whose form comes with a later part of the suite: it stays in its menu, so the
+// sysop finds it where it will be, and says so.
+FormEntry pending(const char* menu, const char* name, const char* text) {
+    return {
+        menu, name, text, nullptr, [text](FormContext& c, QWidget*) -> QDialog* {
+            c.board.dialogs.message(
+                QStringLiteral("KELDTS - Information"),
+                QString::fromLatin1(text).remove(QLatin1Char('&')).remove(QStringLiteral("...")) +
+                    QStringLiteral(" is not available yet."),
+                MessageIcon::Information);
+            return nullptr;
+        }};
+}
+
+// A job of its own rather than a form: it runs and the menu is free again at once.
+FormEntry job(const char* menu, const char* name, const char* text,
+              void (*run)(FormContext& context)) {
+    return {menu, name, text, nullptr, [run](FormContext& c, QWidget*) -> QDialog* {
+                run(c);
+                return nullptr;
+            }};
+}
+
+// A text file of the board, in the desktop's editor. A file that is not there yet is made
+// empty first, once the sysop says so, as an editor would offer.
+FormEntry textFile(const char* name, const char* fileName) {
+    return {"mnuSettingsKeldconfigText", name, fileName, nullptr,
+            [fileName](FormContext& c, QWidget*) -> QDialog* {
+                const QString path = c.board.filePath("txt", QLatin1String(fileName));
+                Dialogs& dialogs = c.board.dialogs;
+                if (QFileInfo::exists(path)) {
+                    dialogs.openFile(path);
+                    return nullptr;
+                }
+                dialogs.ask(QStringLiteral("KELDTS - Text Configuration"),
+                            QStringLiteral("%1 does not exist.\nDo you want to create it?")
+                                .arg(QLatin1String(fileName)),
+                            true, [path, &dialogs, &logs = c.board.logs](bool yes) {
+                                if (!yes)
+                                    return;
+                                if (Result<> made = filehelpers::touchFile(path, false); !made)
+                                    logs.reportError(made.error());
+                                else
+                                    dialogs.openFile(path);
+                            });
+                return nullptr;
+            }};
+}
+
 FormEntry scriptFilesEntry(const char* name, const char* text, ScriptFilesForm::Kind kind) {
     return {"mnuTools", name, text, nullptr, [kind](FormContext& c, QWidget* parent) {
                 return new ScriptFilesForm(c.board, kind, parent);
@@ -49,8 +102,13 @@ FormEntry scriptFilesEntry(const char* name, const char* text, ScriptFilesForm::
 
 const FormMenu kMenus[] = {
     {"mnuTools", nullptr, "&Tools"},
+    {"mnuToolsDatabase", "mnuTools", "&Databases"},
+    {"mnuToolsNetwork", "mnuTools", "&Networks"},
     {"mnuSettings", nullptr, "&Settings"},
     {"mnuSettingsKeldconfig", "mnuSettings", "K&ELD Configuration"},
+    {"mnuSettingsKeldconfigDb", "mnuSettingsKeldconfig", "&Databases"},
+    {"mnuSettingsKeldconfigNetwork", "mnuSettingsKeldconfig", "&Networks"},
+    {"mnuSettingsKeldconfigText", "mnuSettingsKeldconfig", "KELD T&ext Configurations"},
 };
 
 const std::vector<FormEntry>& entries() {
@@ -97,6 +155,24 @@ const std::vector<FormEntry>& entries() {
              const listtables::ListTable& table = listtables::named("USERFILE.DAT");
              return loaded(new UserListForm(table.rows(c.board, 0, {}), c.board, parent));
          }},
+        job("mnuTools", "mnuToolsLogin", "&Local Login",
+            [](FormContext& c) { c.server.consoleJobs().localLogin(c.board.dialogs); }),
+        job("mnuTools", "mnuToolsResetControl", "&Reset CONTROL.DAT",
+            [](FormContext& c) {
+                if (NodeCommands* commands = c.server.nodeCommands())
+                    commands->resetControl(c.board.dialogs);
+            }),
+        pending("mnuToolsDatabase", "mnuToolsDatabaseCheckDupes", "Check for &Duplicates"),
+        pending("mnuToolsDatabase", "mnuToolsDatabaseCheckOrphans", "Check for &Orphan Files..."),
+        pending("mnuToolsDatabase", "mnuToolsDatabaseViewGateReport", "View &Gated Report"),
+        pending("mnuToolsDatabase", "mnuToolsDatabaseViewActivityReport", "View &Activity Report"),
+        pending("mnuToolsDatabase", "mnuToolsDatabaseViewNetReport", "View &Network Report..."),
+        pending("mnuToolsDatabase", "mnuToolsDatabaseCreateFileList", "Create &File Listing"),
+        pending("mnuToolsNetwork", "mnuToolsNetworkCompile", "&Compile Networks..."),
+        pending("mnuToolsNetwork", "mnuToolsNetworkEdit", "&Network Editor..."),
+        pending("mnuToolsNetwork", "mnuToolsNetworkInetTwit", "Internet &Twit List..."),
+        pending("mnuToolsNetwork", "mnuToolsNetworkMailingLists", "&Mailing Lists..."),
+        pending("mnuToolsNetwork", "mnuToolsNetworkHandles", "Rebuild &Handles List"),
         scriptFilesEntry("mnuToolsFbEditor", "&Function Block Editor...",
                          ScriptFilesForm::Kind::FunctionBlocks),
         scriptFilesEntry("mnuToolsScriptEditor", "&Script Editor...",
@@ -110,6 +186,33 @@ const std::vector<FormEntry>& entries() {
                  return nullptr;
              return new TextDisplay(QStringLiteral("KELD - Diagnostics"), report->text, parent);
          }},
+        pending("mnuSettingsKeldconfigDb", "mnuSettingsKeldconfigDbMessage", "&Message Bases..."),
+        pending("mnuSettingsKeldconfigDb", "mnuSettingsKeldconfigDbFile", "&File Bases..."),
+        pending("mnuSettingsKeldconfigDb", "mnuSettingsKeldconfigDbCustom", "&Custom Bases..."),
+        pending("mnuSettingsKeldconfigDb", "mnuSettingsKeldconfigDbCompile", "C&ompile Databases"),
+        pending("mnuSettingsKeldconfigDb", "mnuSettingsKeldconfigDbNewslst", "&NEWS.LST..."),
+        pending("mnuSettingsKeldconfigDb", "mnuSettingsKeldconfigDbOptimize",
+                "O&ptimize Databases"),
+        pending("mnuSettingsKeldconfigDb", "mnuSettingsKeldconfigDbQwkReset", "&Reset QWK Numbers"),
+        pending("mnuSettingsKeldconfigDb", "mnuSettingsKeldconfigDbQwkSet", "&Set QWK Numbers..."),
+        pending("mnuSettingsKeldconfigNetwork", "mnuSettingsKeldconfigNetworkKlink", "&KLINK..."),
+        pending("mnuSettingsKeldconfigNetwork", "mnuSettingsKeldconfigNetworkMiscKlink",
+                "&Other KLINK Networks..."),
+        pending("mnuSettingsKeldconfigNetwork", "mnuSettingsKeldconfigNetworkKlive", "KLI&VE..."),
+        pending("mnuSettingsKeldconfigNetwork", "mnuSettingsKeldconfigNetworkInet", "&Internet..."),
+        pending("mnuSettingsKeldconfigNetwork", "mnuSettingsKeldconfigNetworkFido", "&FidoNet..."),
+        pending("mnuSettingsKeldconfigNetwork", "mnuSettingsKeldconfigNetworkQwk", "&QWK..."),
+        textFile("mnuSettingsKeldconfigTextCbv", "CBV.TXT"),
+        textFile("mnuSettingsKeldconfigTextFreedl", "FREEDL.TXT"),
+        textFile("mnuSettingsKeldconfigTextNetmail", "NETONLY.TXT"),
+        textFile("mnuSettingsKeldconfigTextNewUMail", "NEWUMAIL.TXT"),
+        textFile("mnuSettingsKeldconfigTextNewUser", "NEWUSER.TXT"),
+        textFile("mnuSettingsKeldconfigTextExclude", "EXCLUDE.TXT"),
+        textFile("mnuSettingsKeldconfigTextTrashcan", "TRASHCAN.TXT"),
+        textFile("mnuSettingsKeldconfigTextZip", "ZIPCOMNT.TXT"),
+        pending("mnuSettings", "mnuSettingsOrne", "&ORNE Configuration..."),
+        job("mnuSettings", "mnuSettingsAutoNodeSetup", "Automatic &Node Setup",
+            [](FormContext& c) { c.server.consoleJobs().autoNodeSetup(c.board.dialogs); }),
         listEntry("mnuSettingsTriggers", "File &Triggers...", "KELDTSTR.DAT", "mnuSettings"),
         {"mnuSettings", "mnuSettingsIPConfig", "&IP Restrictions...", nullptr,
          [](FormContext& c, QWidget* parent) -> QDialog* {

@@ -1,6 +1,8 @@
 #include "server/forms/GuiDialogs.h"
 
+#include <QDesktopServices>
 #include <QMessageBox>
+#include <QUrl>
 
 namespace {
 QMessageBox::Icon toIcon(MessageIcon icon) {
@@ -57,4 +59,8 @@ void GuiDialogs::ask(const QString& title, const QString& text, bool defaultYes,
     QObject::connect(box, &QMessageBox::finished, box, [box, answered](int) {
         answered(box->clickedButton() == box->button(QMessageBox::Yes));
     });
+}
+
+void GuiDialogs::openFile(const QString& path) {
+    QDesktopServices::openUrl(QUrl::fromLocalFile(path));
 }

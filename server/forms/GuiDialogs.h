@@ -19,6 +19,7 @@ class GuiDialogs final : public Dialogs {
                  Dismissed dismissed = {}) override;
     void ask(const QString& title, const QString& text, bool defaultYes,
              Answered answered) override;
+    void openFile(const QString& path) override;
 
   private:
     QMessageBox* alreadyOpen(const QString& title, const QString& text);

@@ -3,8 +3,11 @@
 #include "console/ConsoleViews.h"
 #include "console/DebugPane.h"
 #include "server/NodeTable.h"
+#include "server/ProjectLinks.h"
 #include "server/Server.h"
+#include "server/forms/AboutDialog.h"
 #include "server/forms/FormRegistry.h"
+#include "server/forms/KtsUpdateDialog.h"
 #include "server/forms/NodeMenu.h"
 #include "server/forms/StatusWidgets.h"
 #include "server/forms/TextDisplay.h"
@@ -108,6 +111,7 @@ MainWindow::MainWindow(DebugPane& pane, QWidget* parent) : QMainWindow(parent) {
     QAction* exit = addMenuAction(file, "mnuFileExit", QStringLiteral("E&xit"));
     buildViews();
     buildFormMenus();
+    buildHelp();
 
     auto* central = new QWidget(this);
     auto* columns = new QHBoxLayout(central);
@@ -142,6 +146,9 @@ MainWindow::MainWindow(DebugPane& pane, QWidget* parent) : QMainWindow(parent) {
     // Folded, the form is exactly as much narrower as the statistics are wide.
     statusPanel_->setFixedWidth(kFullFormWidth - kShrunkFormWidth - columns->spacing());
     columns->addWidget(statusPanel_);
+    bbsFinder_ = new QLabel(QStringLiteral("BBSfinder:"), statusPanel_);
+    bbsFinder_->setObjectName(QStringLiteral("lblBBSFinder"));
+    statusPanel_->addFooter(bbsFinder_);
     nodeList_ = new QListWidget(central);
     nodeList_->setObjectName(QStringLiteral("lstNodelist"));
     layout->addWidget(nodeList_);
@@ -236,6 +243,63 @@ void MainWindow::buildTools() {
     connect(addMenuAction(tools, "mnuToolsKsweep", QStringLiteral("&Clean the Databases (KSWEEP)")),
             &QAction::triggered, this,
             [this] { server_->scheduledWork().sweep(*dialogs_, [](const QString&) {}); });
+    connect(addMenuAction(tools, "mnuToolsBbsFinder", QStringLiteral("Manually Update &BBSfinder")),
+            &QAction::triggered, this, [this] { server_->bbsFinder().update(); });
+}
+
+void MainWindow::buildHelp() {
+    QMenu* help = menuBar()->addMenu(QStringLiteral("&Help"));
+    help->setObjectName(QStringLiteral("mnuHelp"));
+    const struct {
+        const char* name;
+        const char* text;
+        const char* address;
+    } pages[] = {
+        {"mnuHelpWebsite", "KELDTS &Home Page", links::kHomePage},
+        {"mnuHelpSupport", "KELDTS &Support", links::kSupport},
+        {"mnuHelpDocs", "KELDTS &Documentation", links::kDocumentation},
+        {"mnuHelpBBSDocs", "KELD &BBS Documentation", links::kBbsDocumentation},
+        {"mnuHelpDonate", "Do&nate", links::kDonate},
+    };
+    for (const auto& page : pages)
+        connect(
+            addMenuAction(help, page.name, QLatin1String(page.text)), &QAction::triggered, this,
+            [address = page.address] { QDesktopServices::openUrl(QUrl(QLatin1String(address))); });
+    help->addSeparator();
+    connect(addMenuAction(help, "mnuHelpUpdate", QStringLiteral("&Check For Updates")),
+            &QAction::triggered, this, &MainWindow::checkForUpdates);
+    help->addSeparator();
+    connect(addMenuAction(help, "mnuHelpAbout", QStringLiteral("&About KELDTS...")),
+            &QAction::triggered, this, [this] {
+                showHelpBox(about_, [this] { return new AboutDialog(server_->board(), this); });
+            });
+}
+
+void MainWindow::checkForUpdates() {
+    if (!server_->updates().installed()) {
+        dialogs_->message(QStringLiteral("Kts Update"), updaterMissingText(),
+                          MessageIcon::Information);
+        return;
+    }
+    showHelpBox(update_, [this] {
+        auto* box = new KtsUpdateDialog([this](int type) { server_->updates().start(type); }, this);
+        box->setWindowModality(Qt::WindowModal);
+        return box;
+    });
+}
+
+void MainWindow::showHelpBox(QPointer<QDialog>& box, const std::function<QDialog*()>& make) {
+    if (!box) {
+        box = make();
+        box->setAttribute(Qt::WA_DeleteOnClose);
+    }
+    box->show();
+    box->raise();
+    box->activateWindow();
+}
+
+void MainWindow::setBbsFinderCaption(const QString& caption) {
+    bbsFinder_->setText(QString(caption).replace(QStringLiteral("\r\n"), QStringLiteral("\n")));
 }
 
 void MainWindow::buildStatusTools() {

@@ -7,6 +7,8 @@
 #include <QMainWindow>
 #include <QPointer>
 
+#include <functional>
+
 class DebugPane;
 class QAction;
 class QLabel;
@@ -48,6 +50,7 @@ class MainWindow : public QMainWindow, public ConsoleFace {
     void showStatusPanel(const StatusPanelView& view) override;
     void setCaption(const QString& caption) override { setWindowTitle(caption); }
     void setMenuVisible(const QString& name, bool visible) override;
+    void setBbsFinderCaption(const QString& caption) override;
 
     // The configuration form that is open over the main window, if any.
     QDialog* openForm() const { return form_; }
@@ -67,6 +70,11 @@ class MainWindow : public QMainWindow, public ConsoleFace {
     void buildTools();
     void runDuty(const Result<>& result);
     void buildFormMenus();
+    // The Help menu: the project's web pages, the update program and the about box.
+    void buildHelp();
+    void checkForUpdates();
+    // Opens a box of the Help menu, or brings forward the one already open.
+    void showHelpBox(QPointer<QDialog>& box, const std::function<QDialog*()>& make);
     void buildTray();
     // The Tools menu's refreshes of the status panel and the pager.
     void buildStatusTools();
@@ -94,6 +102,7 @@ class MainWindow : public QMainWindow, public ConsoleFace {
     QLabel* info_;
     QLabel* shrink_;
     QLabel* expand_;
+    QLabel* bbsFinder_;
     StatusPanelWidget* statusPanel_;
     AlertIcons* alerts_;
     QAction* pager_ = nullptr;
@@ -104,4 +113,6 @@ class MainWindow : public QMainWindow, public ConsoleFace {
     QMenu* debugMenu_;
     QSystemTrayIcon* tray_ = nullptr;
     QPointer<QDialog> form_;
+    QPointer<QDialog> about_;
+    QPointer<QDialog> update_;
 };

@@ -149,6 +149,11 @@ StatusPanelWidget::StatusPanelWidget(QWidget* parent) : QFrame(parent) {
     grid->setRowStretch(line, 1);
 }
 
+void StatusPanelWidget::addFooter(QWidget* widget) {
+    auto* grid = static_cast<QGridLayout*>(layout());
+    grid->addWidget(widget, grid->rowCount(), 0, 1, 3);
+}
+
 void StatusPanelWidget::showView(const StatusPanelView& view) {
     const auto rows = statisticsRows();
     for (size_t i = 0; i < figures_.size(); ++i) {

@@ -15,6 +15,8 @@ class StatusPanelWidget : public QFrame {
   public:
     explicit StatusPanelWidget(QWidget* parent = nullptr);
     void showView(const StatusPanelView& view);
+    // A line of the form's own at the foot of the panel, in the panel's colours.
+    void addFooter(QWidget* widget);
 
   private:
     struct Figures {

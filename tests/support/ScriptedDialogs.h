@@ -33,6 +33,9 @@ class ScriptedDialogs final : public Dialogs {
         answered(answer);
     }
 
+    void openFile(const QString& path) override { opened.push_back(path); }
+
     std::deque<bool> answers;
     std::vector<Shown> shown;
+    std::vector<QString> opened;
 };

@@ -12,14 +12,17 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QComboBox>
 #include <QDialog>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QLabel>
 #include <QListWidget>
 #include <QMenu>
 #include <QMessageBox>
 #include <QPlainTextEdit>
+#include <QPushButton>
 #include <QSignalSpy>
 #include <QTcpSocket>
 #include <QTest>
@@ -170,6 +173,41 @@ TEST_F(MainWindowTest, CallersAreAdmittedWhileASettingsFormIsOpen) {
     form->close();
     EXPECT_TRUE(QTest::qWaitFor([&] { return !form; }));
     EXPECT_EQ(child<QListWidget>("lstNodelist")->count(), 2);
+}
+
+TEST_F(MainWindowTest, CheckForUpdatesSaysWhereToGetTheProgramOrStartsIt) {
+    start();
+    child<QAction>("mnuHelpUpdate")->trigger();
+    ASSERT_FALSE(board.dialogs.shown.empty());
+    EXPECT_EQ(board.dialogs.shown.back().title, "Kts Update");
+    EXPECT_EQ(board.dialogs.shown.back().text.split("\r\n").size(), 3);
+    EXPECT_FALSE(child<QDialog>("frmKtsUpdate"));
+
+    // The program may be a Linux script; it is started with the type chosen, and left alone.
+    board.write("ktsupdate.sh", "#!/bin/sh\necho \"$@\" > update-args.txt\n");
+    QFile::setPermissions(board.file("ktsupdate.sh"), QFile::ReadOwner | QFile::ExeOwner);
+    board.board->platform.updater = board.file("ktsupdate.sh");
+    child<QAction>("mnuHelpUpdate")->trigger();
+    auto* form = child<QDialog>("frmKtsUpdate");
+    ASSERT_TRUE(form);
+    EXPECT_EQ(form->findChild<QComboBox*>("updatetype")->currentText(), "Official Releases");
+    form->findChild<QComboBox*>("updatetype")->setCurrentIndex(0);
+    form->findChild<QPushButton*>("cmdOk")->click();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return board.read("update-args.txt") == "/TYPE=1\n"; }));
+}
+
+TEST_F(MainWindowTest, TheAboutBoxAndTheBbsFinderCaption) {
+    start();
+    EXPECT_EQ(child<QLabel>("lblBBSFinder")->text(), "BBSfinder: Disabled");
+    board.clock.set(board.clock.now().addSecs(61));
+    child<QAction>("mnuHelpAbout")->trigger();
+    auto* about = child<QDialog>("frmAbout");
+    ASSERT_TRUE(about);
+    EXPECT_EQ(about->windowTitle(), "KELDTS - About");
+    EXPECT_EQ(about->findChild<QLabel*>("lblUptime")->text(),
+              "Uptime: 0 days, 0 hours, 1 minutes, 1 seconds");
+    EXPECT_TRUE(about->findChild<QLabel*>("lblDisclaimer")->text().contains("@"));
+    EXPECT_FALSE(about->findChild<QPushButton*>("cmdSysInfo")->isEnabled());
 }
 
 TEST_F(MainWindowTest, TheDebugPanesMenuClearsIt) {
