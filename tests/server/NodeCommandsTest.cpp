@@ -1,5 +1,7 @@
 #include "server/NodeCommands.h"
+#include "data/RecordFile.h"
 #include "data/SystemConfig.h"
+#include "data/records/BoardFiles.h"
 #include "server/NodeTable.h"
 #include "support/FakeNodeHost.h"
 #include "support/TestBoard.h"
@@ -97,6 +99,26 @@ TEST_F(NodeCommandsTest, EditOpensTheUserEditorOnTheCallersAccount) {
     EXPECT_EQ(said, "node 2 has no user");
     commands.run(NodeCommands::Command::Edit, 1, tb.dialogs, outcome);
     EXPECT_EQ(opened, 5);
+}
+
+TEST_F(NodeCommandsTest, ResettingControlDatAsksAgainOnlyWhenACallerIsOn) {
+    tb.setNodeAction(2, QStringLiteral("Main Menu"), QStringLiteral("Caller"), 5);
+    const QByteArray before = tb.read("CONTROL.DAT");
+    EXPECT_EQ(ctl("reset-control"), "CONTROL.DAT left alone: add --yes to go ahead");
+    EXPECT_EQ(tb.read("CONTROL.DAT"), before);
+
+    EXPECT_EQ(ctl("reset-control --yes"), "(*) ALL Nodes Reset");
+    EXPECT_EQ(tb.dialogs.shown.size(), 0u) << "the command line asks nobody";
+    Record node2(controlLayout());
+    ASSERT_TRUE(recordfile::read(tb.file("CONTROL.DAT"), 3, node2).ok());
+    EXPECT_EQ(node2.i32("usernumber"), 0);
+
+    occupy(1, 42);
+    tb.dialogs.answers = {true, false};
+    commands.resetControl(tb.dialogs);
+    ASSERT_EQ(tb.dialogs.shown.size(), 2u);
+    EXPECT_EQ(tb.dialogs.shown[1].title, "KELDTS - Reset All Nodes");
+    EXPECT_TRUE(QFile::exists(tb.file("CONTROL.DAT")));
 }
 
 TEST_F(NodeCommandsTest, TheCommandLineObeysThePopupsRules) {
