@@ -2,6 +2,7 @@
 
 #include "data/Board.h"
 #include "data/ListTables.h"
+#include "data/OrneSettings.h"
 #include "data/PathDiagnostics.h"
 #include "data/RecordTable.h"
 #include "data/ScriptFiles.h"
@@ -175,6 +176,57 @@ int runDiagnose(int argc, char** argv) {
     }
     printLine(stdout, QString(report->text).remove(QLatin1Char('\r')));
     return report->allWell() ? 0 : 1;
+}
+
+int runOrne(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    QStringList words = app.arguments().mid(2);
+    const QString directory = takeBoardOption(words);
+    const QString command = words.isEmpty() ? QString() : words.takeFirst();
+    const bool show = command == QLatin1String("show") && words.isEmpty();
+    const bool set = command == QLatin1String("set") && !words.isEmpty();
+    if ((!show && !set) || directory.isEmpty()) {
+        write(stderr, QStringLiteral("usage: keldts orne [--board DIR] show\n"
+                                     "       keldts orne [--board DIR] set KEY=VALUE...\n"));
+        return 2;
+    }
+    const auto here = boardIn(directory, true);
+    if (!here)
+        return 2;
+    const Result<QString> path = orne::iniPath(here->board);
+    if (!path) {
+        printLine(stderr, path.error());
+        return 2;
+    }
+    if (show) {
+        for (const orne::Field& field : orne::fields()) {
+            const Result<QString> value = orne::value(path.value(), QLatin1String(field.key));
+            if (!value) {
+                printLine(stderr, value.error());
+                return 2;
+            }
+            printLine(stdout, QStringLiteral("%1=%2").arg(QLatin1String(field.key), value.value()));
+        }
+        return 0;
+    }
+    // What the form would store for the same text typed in its box.
+    QList<std::pair<QString, QString>> values;
+    for (const QString& word : words) {
+        const orne::Field* field = orne::findField(word.section(QLatin1Char('='), 0, 0));
+        if (!field || !word.contains(QLatin1Char('='))) {
+            printLine(stderr, QStringLiteral("%1 sets no key of the kit; the keys are those "
+                                             "that show lists")
+                                  .arg(word));
+            return 2;
+        }
+        values.append(
+            {QLatin1String(field->key), orne::stored(*field, word.section(QLatin1Char('='), 1))});
+    }
+    if (Result<> written = orne::setValues(path.value(), values); !written) {
+        printLine(stderr, written.error());
+        return 1;
+    }
+    return 0;
 }
 
 int runUsers(int argc, char** argv) {

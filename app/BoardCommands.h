@@ -19,6 +19,9 @@ int runTable(int argc, char** argv);
 int runUsers(int argc, char** argv);
 // Prints the path diagnostics of the board; 0 when all is well, 1 otherwise.
 int runDiagnose(int argc, char** argv);
+// `keldts orne show` prints the keys of the mail and news kit's ORNE-INET.INI; `keldts orne set
+// KEY=VALUE...` writes them as its configuration form does.
+int runOrne(int argc, char** argv);
 // Opens a script or a function block of the script directory in the sysop's text editor:
 // $VISUAL, else $EDITOR, else vi, in this terminal.
 int runEdit(int argc, char** argv);

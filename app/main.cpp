@@ -40,6 +40,7 @@ const char* kUsage = "usage: keldts [--headless] [/RESETWINDOW]\n"
                      "       keldts users [--board DIR] find TEXT [--json] | reindex\n"
                      "       keldts edit [--board DIR] NAME.V|NAME.FB\n"
                      "       keldts diagnose [--board DIR]\n"
+                     "       keldts orne [--board DIR] show | set KEY=VALUE...\n"
                      "(ctl talks to the server of the board in DIR, by default the current "
                      "directory; table edits that board's files, see keldts table --help)\n";
 
@@ -175,6 +176,8 @@ int main(int argc, char** argv) {
         return runEdit(argc, argv);
     if (args.size() > 1 && args.at(1) == QLatin1String("diagnose"))
         return runDiagnose(argc, argv);
+    if (args.size() > 1 && args.at(1) == QLatin1String("orne"))
+        return runOrne(argc, argv);
     if (args.size() > 1 && args.at(1) == QLatin1String("demo-node"))
         return runDemoNode(args.mid(2));
 

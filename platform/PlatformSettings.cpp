@@ -28,6 +28,7 @@ const struct {
     {"services", "updater", &PlatformSettings::updater},
     {"services", "contact", &PlatformSettings::contact},
     {"services", "sysinfo", &PlatformSettings::sysInfo},
+    {"orne", "directory", &PlatformSettings::orneDirectory},
 };
 
 QString* textSetting(PlatformSettings& settings, const QString& section, const QString& key) {

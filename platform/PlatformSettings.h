@@ -15,6 +15,9 @@ struct PlatformSettings {
     QString listenAddress;   // [Server] listen=: the address callers come to; empty: all
     int nodesPerAddress = 0; // [Callers] nodes-per-address=: most nodes one address holds; 0: any
     bool pressEsc = false;   // [Callers] press-esc=yes: Esc twice before a caller gets a node
+    // [Orne] directory=: where the mail and news kit keeps ORNE-INET.INI, the directory its
+    // Windows programs call theirs; empty: the board's main directory.
+    QString orneDirectory;
     // [Services] bbsfinder=: where the listing service that keeps the board's address answers
     QString bbsFinder = QStringLiteral("https://keldts.example.org/bbsfinder");
     QString updater; // [Services] updater=: the update program, Linux or DOS; empty: none

@@ -48,4 +48,11 @@ void browse(const Board& board, QLineEdit* box, const Picker& pick) {
     box->setText(dos);
 }
 
+void markMissing(const Board& board, QLineEdit* box, const QColor& normal) {
+    QPalette palette = box->palette();
+    palette.setColor(QPalette::Base,
+                     isExistingDirectory(board, box->text()) ? normal : kMissingColour);
+    box->setPalette(palette);
+}
+
 } // namespace folderbrowse

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QColor>
 #include <QString>
 
 #include <functional>
@@ -21,5 +22,11 @@ Picker fileDialog(QWidget* parent);
 // through the drive map. A folder on no mapped drive, or one too long for the box, is refused in
 // a box and the text left as it was.
 void browse(const Board& board, QLineEdit* box, const Picker& pick);
+
+// Boxes that name no existing directory get this background.
+inline const QColor kMissingColour{192, 192, 255};
+// Gives `box` the missing directory's background while its text names no existing directory,
+// and `normal` otherwise.
+void markMissing(const Board& board, QLineEdit* box, const QColor& normal);
 
 } // namespace folderbrowse

@@ -23,13 +23,8 @@ PathsForm::PathsForm(Board& board, QWidget* parent)
     connect(form, &RecordEditor::browseRequested, this, &PathsForm::browse);
     const QColor normal = box(*form, "main")->palette().color(QPalette::Base);
     connect(form, &RecordEditor::changed, this, [this, form, normal] {
-        for (std::string_view field : sysPathDirectoryFields()) {
-            QLineEdit* edit = box(*form, field);
-            QPalette palette = edit->palette();
-            palette.setColor(QPalette::Base,
-                             isExistingDirectory(board_, edit->text()) ? normal : kMissingColour);
-            edit->setPalette(palette);
-        }
+        for (std::string_view field : sysPathDirectoryFields())
+            folderbrowse::markMissing(board_, box(*form, field), normal);
     });
 }
 

@@ -20,7 +20,7 @@ class PathsForm : public RecordDialog {
     folderbrowse::Picker pickFolder;
 
     // Boxes that name no existing directory get this background.
-    static inline const QColor kMissingColour{192, 192, 255};
+    static inline const QColor kMissingColour = folderbrowse::kMissingColour;
 
   private:
     void browse(const QString& field);
