@@ -129,7 +129,9 @@ int runServer(QCoreApplication& app, SingleInstance& instance, bool headless,
         nodeCommands.editUser = [&board, &window](int user) {
             UserEditForm::openOn(board, user, window.get());
         };
-        server.consoleJobs().setProgressView(new StatusBarForm(window.get()));
+        auto* progress = new StatusBarForm(window.get());
+        server.consoleJobs().setProgressView(progress);
+        nodeCommands.setProgressView(progress);
     }
     // Connected before the load: a fatal settings error ends the run once its box is closed.
     QObject::connect(

@@ -358,10 +358,17 @@ void NodeCommands::resetControl(Dialogs& answers, Done done) {
 }
 
 QString NodeCommands::resetAllNodes() {
-    for (int node = 1; node <= table_.maxChannel(); ++node) {
+    // A few nodes are reset before a box could be read.
+    constexpr int kNodesWithoutProgress = 5;
+    const int nodes = table_.maxChannel();
+    ProgressSteps progress(nodes > kNodesWithoutProgress ? progressView_ : nullptr);
+    progress.begin(QStringLiteral("KELDTS - Reset All Nodes"), nodes);
+    for (int node = 1; node <= nodes; ++node) {
         table_.resetNodeRecord(node);
         table_.deleteNodeFiles(node);
+        progress.step(1);
     }
+    progress.end();
     table_.refreshNodeList();
     logs_.writeDebugPane(QStringLiteral("%1 : ALL Nodes Reset").arg(time()));
     logs_.writeEventLog(QStringLiteral("(*) ALL Nodes Reset"));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/NodeHost.h"
+#include "server/Progress.h"
 
 #include <QString>
 #include <QStringList>
@@ -51,6 +52,8 @@ class NodeCommands {
     // Opens the user editor on a user's account: the desktop's form; without one, the
     // sysop is told how to see the account instead.
     std::function<void(int user)> editUser;
+    // Where resetting many nodes shows its progress; nowhere unless set.
+    void setProgressView(ProgressView* view) { progressView_ = view; }
 
     // The object names of the popup's entries offered for `node` (0: no row under the pointer).
     QStringList popupEntries(int node);
@@ -90,4 +93,5 @@ class NodeCommands {
     BoardLogs& logs_;
     NodeTable& table_;
     NodeHost& host_;
+    ProgressView* progressView_ = nullptr;
 };

@@ -1,10 +1,8 @@
 #include "server/forms/MainWindow.h"
-#include "data/FieldCodec.h"
 #include "data/RecordFile.h"
 #include "server/BoardNodes.h"
 #include "server/NodeCommands.h"
 #include "server/Server.h"
-#include "server/forms/FormRegistry.h"
 #include "server/forms/GuiDialogs.h"
 #include "support/FakeNodeHost.h"
 #include "support/ServerTimers.h"
@@ -216,30 +214,6 @@ TEST_F(MainWindowTest, TheDebugPanesMenuClearsIt) {
     ASSERT_FALSE(child<QPlainTextEdit>("txtDebug")->toPlainText().isEmpty());
     child<QAction>("mnuDebugClear")->trigger();
     EXPECT_EQ(child<QPlainTextEdit>("txtDebug")->toPlainText(), QString());
-}
-
-// Every entry of the registry is in the menus and opens its form, without a loop of its own;
-// every form table fits the record it edits.
-TEST_F(MainWindowTest, EveryFormEntryOpensItsFormAndEveryTableFitsItsRecord) {
-    start();
-    for (const FormEntry& entry : formEntries()) {
-        SCOPED_TRACE(entry.name);
-        if (entry.table) {
-            for (const formtable::Entry& field : entry.table->entries)
-                EXPECT_EQ(fieldcodec::mismatch(field, entry.table->layout->find(field.field)), "");
-        }
-        auto* action = child<QAction>(entry.name);
-        ASSERT_NE(action, nullptr);
-        action->trigger();
-        QPointer<QDialog> form = window.openForm();
-        ASSERT_TRUE(form && form->isVisible());
-        if (entry.table) {
-            EXPECT_EQ(form->objectName(), entry.table->objectName);
-        }
-        form->close();
-        ASSERT_TRUE(QTest::qWaitFor([&] { return !form; }));
-    }
-    EXPECT_TRUE(board.pane.lines().isEmpty()) << board.pane.lines().join('\n').toStdString();
 }
 
 // The panel shows the board's files at start; the Tools menu reads each part again.
