@@ -212,7 +212,7 @@ void MainWindow::buildViews() {
                 &QAction::triggered, this, [this, &log] {
                     const QString path = views::logPath(server_->board(), log);
                     if (QFileInfo::exists(path))
-                        QDesktopServices::openUrl(QUrl::fromLocalFile(path));
+                        dialogs_->openFile(path);
                     else
                         showText(QLatin1String(log.missingTitle),
                                  QLatin1String(views::kFileNotFound));
@@ -391,14 +391,9 @@ void MainWindow::buildTray() {
         }
         QAction* action = menu->addAction(QLatin1String(entry.caption));
         action->setObjectName(name);
-        if (auto* same = findChild<QAction*>(QLatin1String(entry.entry)))
-            connect(action, &QAction::triggered, same, &QAction::trigger);
-        else
-            connect(action, &QAction::triggered, this, [this, caption = entry.caption] {
-                dialogs_->message(QStringLiteral("KELDTS"),
-                                  QStringLiteral("%1 is not available yet.").arg(caption),
-                                  MessageIcon::Information);
-            });
+        // Each place does what the menu entry of the same job does.
+        connect(action, &QAction::triggered, findChild<QAction*>(QLatin1String(entry.entry)),
+                &QAction::trigger);
     }
     const QList<QAction*> places = menu->actions();
     trayStart_ = places.at(0);
