@@ -7,6 +7,7 @@
 #include "data/forms/ChannelForm.h"
 #include "data/forms/ListForm.h"
 #include "data/forms/MainConfigForm.h"
+#include "data/forms/OrneConfigForm.h"
 #include "data/forms/PathsForm.h"
 #include "data/forms/ScriptFilesForm.h"
 #include "data/forms/ServerConfigForm.h"
@@ -210,7 +211,8 @@ const std::vector<FormEntry>& entries() {
         textFile("mnuSettingsKeldconfigTextExclude", "EXCLUDE.TXT"),
         textFile("mnuSettingsKeldconfigTextTrashcan", "TRASHCAN.TXT"),
         textFile("mnuSettingsKeldconfigTextZip", "ZIPCOMNT.TXT"),
-        pending("mnuSettings", "mnuSettingsOrne", "&ORNE Configuration..."),
+        {"mnuSettings", "mnuSettingsOrne", "&ORNE Configuration...", nullptr,
+         [](FormContext& c, QWidget* parent) { return OrneConfigForm::open(c.board, parent); }},
         job("mnuSettings", "mnuSettingsAutoNodeSetup", "Automatic &Node Setup",
             [](FormContext& c) { c.server.consoleJobs().autoNodeSetup(c.board.dialogs); }),
         listEntry("mnuSettingsTriggers", "File &Triggers...", "KELDTSTR.DAT", "mnuSettings"),
