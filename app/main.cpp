@@ -17,6 +17,7 @@
 #include "server/forms/GuiDialogs.h"
 #include "server/forms/MainWindow.h"
 #include "server/forms/StatusBarForm.h"
+#include "server/forms/TextDisplay.h"
 
 #include <QApplication>
 #include <QDir>
@@ -132,6 +133,11 @@ int runServer(QCoreApplication& app, SingleInstance& instance, bool headless,
         auto* progress = new StatusBarForm(window.get());
         server.consoleJobs().setProgressView(progress);
         nodeCommands.setProgressView(progress);
+        server.setTextDisplay([&window](const QString& title, const QString& text) {
+            auto* display = new TextDisplay(title, text, window.get());
+            display->setAttribute(Qt::WA_DeleteOnClose);
+            display->show();
+        });
     }
     // Connected before the load: a fatal settings error ends the run once its box is closed.
     QObject::connect(

@@ -1,6 +1,7 @@
 #include "data/PathDiagnostics.h"
 
 #include "data/Board.h"
+#include "data/DosReach.h"
 #include "data/FileHelpers.h"
 #include "data/RecordFile.h"
 #include "data/RecordTable.h"
@@ -79,6 +80,11 @@ Result<PathReport> runPathDiagnostics(const Board& board) {
         return failureOf(read);
     for (std::string_view field : sysPathDirectoryFields())
         row(paths.text(field));
+
+    // What the start-up notice tests, for a board whose notice has been shown long ago.
+    report.text += kCrLf + heading(QStringLiteral("DOS Programs"));
+    for (const QString& line : checkDosReach(board, paths.text("main")).checked)
+        report.text += line + kCrLf;
 
     report.text += kCrLf + heading(QStringLiteral("Database Paths"));
     const QString databases = board.path(databaseLayout());

@@ -2,6 +2,7 @@
 
 #include "console/ConsoleViews.h"
 
+#include "data/DosReach.h"
 #include "data/SystemConfig.h"
 #include "server/Admission.h"
 #include "server/CallerConnection.h"
@@ -30,6 +31,11 @@ Server::Server(Board& board, BoardLogs& logs, DebugPane& pane, NodeServices& nod
     : QObject(parent), board_(board), logs_(logs), pane_(pane), nodes_(nodes), face_(face),
       listener_(new TelnetListener(this)),
       ipFilter_([this](const QString& ip) { return isIpAllowed(board_, ip); }),
+      showText_([this](const QString& title, const QString& text) {
+          logs_.writeDebugPane(logs_.paneTime() + QStringLiteral(" : ") + title);
+          for (const QString& line : text.split(QStringLiteral("\r\n")))
+              logs_.writeDebugPane(line);
+      }),
       batchRunner_(board, logs),
       work_(board, logs, batchRunner_, [this] { return nodes_.isNodeInUse(0); }),
       panel_(board, logs, face, [this] { return nodes_.isNodeInUse(0); }),
@@ -123,6 +129,8 @@ bool Server::load(const QString& commandLine, const QString& startDirectory) {
         panel_.updateTimeZone();
     if (board_.serverConfig.i16("updatetype") > 0)
         timer5_.start();
+    if (board_.serverConfig.i16("pathwarned") == 0)
+        showPathWarning(board_, showText_);
     emit runStateChanged(board_.serverState);
     return true;
 }

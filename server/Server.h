@@ -68,6 +68,11 @@ class Server : public QObject {
     NodeCommands* nodeCommands() const { return nodeCommands_; }
     // Who decides whether a caller's address may come in: KELDTSIP.DAT unless a test says.
     void setIpFilter(std::function<bool(const QString&)> filter) { ipFilter_ = std::move(filter); }
+    // Where a text for the sysop to read is shown (title, text); without it the text goes to the
+    // debug pane, as a server without a window shows everything.
+    void setTextDisplay(std::function<void(const QString&, const QString&)> show) {
+        showText_ = std::move(show);
+    }
     quint16 listeningPort() const;
     // The unattended duties, which the Tools menu also starts by hand.
     ScheduledWork& scheduledWork() { return work_; }
@@ -109,6 +114,7 @@ class Server : public QObject {
     QTimer timer1_, timer2_, timer3_, timer4_, timer5_;
     QPoint recordedPosition_;
     std::function<bool(const QString&)> ipFilter_;
+    std::function<void(const QString&, const QString&)> showText_;
     AdmissionGate gate_;
     std::unique_ptr<struct AdmissionContext> context_;
     NodeCommands* nodeCommands_ = nullptr;

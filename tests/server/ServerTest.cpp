@@ -225,6 +225,20 @@ TEST_F(ServerTest, ClosingWithNodesInUseTakesAYesAndForcingKillsWhatCanBeKilled)
     EXPECT_EQ(exits, 1);
 }
 
+TEST(PathWarning, TheFirstStartOfABoardOutOfReachWarnsInThePaneAndTheNextDoesNot) {
+    TestBoard t{0};
+    t.setServerFlag("pathwarned", 0);
+    const auto start = [&t] {
+        FakeNodes nodes;
+        FakeFace face;
+        Server server{*t.board, t.logs, t.pane, nodes, face};
+        EXPECT_TRUE(server.load(QString(), t.mainDir()));
+        return t.pane.lines().filter(QStringLiteral("KELD - Path Information")).size();
+    };
+    EXPECT_EQ(start(), 1);
+    EXPECT_EQ(start(), 0);
+}
+
 TEST(NetTime, OnlyAPeriodWithinOneDayIsInForceFromItsFirstSecond) {
     const auto in = [](const char* low, const char* high, QTime time) {
         return admission::inNetTime(QLatin1String(low), QLatin1String(high),
