@@ -69,6 +69,16 @@ FormEntry job(const char* menu, const char* name, const char* text,
             }};
 }
 
+FormEntry separator(const char* menu) {
+    return {menu, nullptr, nullptr, nullptr, {}};
+}
+
+// What a duty that could not start says, in the debug pane and the log.
+void reportFailure(FormContext& c, const Result<>& result) {
+    if (!result)
+        c.board.logs.reportError(result.error());
+}
+
 // A text file of the board, in the desktop's editor. A file that is not there yet is made
 // empty first, once the sysop says so, as an editor would offer.
 FormEntry textFile(const char* name, const char* fileName) {
@@ -163,6 +173,31 @@ const std::vector<FormEntry>& entries() {
                 if (NodeCommands* commands = c.server.nodeCommands())
                     commands->resetControl(c.board.dialogs);
             }),
+        scriptFilesEntry("mnuToolsFbEditor", "&Function Block Editor...",
+                         ScriptFilesForm::Kind::FunctionBlocks),
+        scriptFilesEntry("mnuToolsScriptEditor", "&Script Editor...",
+                         ScriptFilesForm::Kind::Scripts),
+        separator("mnuTools"),
+        job("mnuTools", "mnuToolsToss", "Manually &Toss Packets",
+            [](FormContext& c) { reportFailure(c, c.server.scheduledWork().runTossBatch()); }),
+        job("mnuTools", "mnuToolsEventBat", "Manually Run &KTSEVNT.BAT",
+            [](FormContext& c) { reportFailure(c, c.server.scheduledWork().runEventBatch()); }),
+        job("mnuTools", "mnuToolsKsweep", "&Clean the Databases (KSWEEP)",
+            [](FormContext& c) {
+                c.server.scheduledWork().sweep(c.board.dialogs, [](const QString&) {});
+            }),
+        job("mnuTools", "mnuToolsBbsFinder", "Manually Update &BBSfinder",
+            [](FormContext& c) { c.server.bbsFinder().update(); }),
+        separator("mnuTools"),
+        job("mnuTools", "mnuToolsRefresh", "Refresh BBS &Statistics",
+            [](FormContext& c) { c.server.statusPanel().showStatistics(); }),
+        job("mnuTools", "mnuToolsHdList", "Refresh &Hard Drive List",
+            [](FormContext& c) { c.server.statusPanel().showDriveList(); }),
+        job("mnuTools", "mnuToolsAlertIcons", "Refresh &Alert Icons",
+            [](FormContext& c) { c.server.statusPanel().showAlertIcons(); }),
+        // The window names this entry "Turn &Pager Off" while the pager is on.
+        job("mnuTools", "mnuToolsPager", "Turn &Pager On",
+            [](FormContext& c) { c.server.statusPanel().togglePager(); }),
         pending("mnuToolsDatabase", "mnuToolsDatabaseCheckDupes", "Check for &Duplicates"),
         pending("mnuToolsDatabase", "mnuToolsDatabaseCheckOrphans", "Check for &Orphan Files..."),
         pending("mnuToolsDatabase", "mnuToolsDatabaseViewGateReport", "View &Gated Report"),
@@ -174,10 +209,6 @@ const std::vector<FormEntry>& entries() {
         pending("mnuToolsNetwork", "mnuToolsNetworkInetTwit", "Internet &Twit List..."),
         pending("mnuToolsNetwork", "mnuToolsNetworkMailingLists", "&Mailing Lists..."),
         pending("mnuToolsNetwork", "mnuToolsNetworkHandles", "Rebuild &Handles List"),
-        scriptFilesEntry("mnuToolsFbEditor", "&Function Block Editor...",
-                         ScriptFilesForm::Kind::FunctionBlocks),
-        scriptFilesEntry("mnuToolsScriptEditor", "&Script Editor...",
-                         ScriptFilesForm::Kind::Scripts),
         {"mnuSettingsKeldconfig", "mnuSettingsKeldconfigDiagnostics", "BBS Path &Diagnostics",
          nullptr,
          [](FormContext& c, QWidget* parent) -> QDialog* {

@@ -25,7 +25,7 @@ struct FormMenu {
     const char* text;
 };
 
-// A menu entry that opens a form.
+// A menu entry that opens a form or does a job; one without a name is a separator.
 struct FormEntry {
     const char* menu; // the object name of the menu it stands in
     const char* name; // its own object name

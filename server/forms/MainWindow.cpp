@@ -181,8 +181,7 @@ MainWindow::MainWindow(DebugPane& pane, QWidget* parent) : QMainWindow(parent) {
     connect(reload, &QAction::triggered, this, [this] { server_->reloadConfig(); });
     connect(exit, &QAction::triggered, this,
             [this] { server_->queryUnload(Server::CloseReason::ExitCommand, *dialogs_); });
-    buildTools();
-    buildStatusTools();
+    pager_ = findChild<QAction*>(QStringLiteral("mnuToolsPager"));
     buildTray();
     connect(alerts_, &AlertIcons::pagerDoubleClicked, pager_, &QAction::trigger);
 }
@@ -229,22 +228,6 @@ void MainWindow::showText(const QString& title, const QString& text) {
     }
     textDisplay_->show();
     textDisplay_->raise();
-}
-
-void MainWindow::buildTools() {
-    auto* tools = menuBar()->findChild<QMenu*>(QStringLiteral("mnuTools"));
-    tools->addSeparator();
-    connect(addMenuAction(tools, "mnuToolsToss", QStringLiteral("Manually &Toss Packets")),
-            &QAction::triggered, this,
-            [this] { runDuty(server_->scheduledWork().runTossBatch()); });
-    connect(addMenuAction(tools, "mnuToolsEventBat", QStringLiteral("Manually Run &KTSEVNT.BAT")),
-            &QAction::triggered, this,
-            [this] { runDuty(server_->scheduledWork().runEventBatch()); });
-    connect(addMenuAction(tools, "mnuToolsKsweep", QStringLiteral("&Clean the Databases (KSWEEP)")),
-            &QAction::triggered, this,
-            [this] { server_->scheduledWork().sweep(*dialogs_, [](const QString&) {}); });
-    connect(addMenuAction(tools, "mnuToolsBbsFinder", QStringLiteral("Manually Update &BBSfinder")),
-            &QAction::triggered, this, [this] { server_->bbsFinder().update(); });
 }
 
 void MainWindow::buildHelp() {
@@ -302,19 +285,6 @@ void MainWindow::setBbsFinderCaption(const QString& caption) {
     bbsFinder_->setText(QString(caption).replace(QStringLiteral("\r\n"), QStringLiteral("\n")));
 }
 
-void MainWindow::buildStatusTools() {
-    auto* tools = menuBar()->findChild<QMenu*>(QStringLiteral("mnuTools"));
-    tools->addSeparator();
-    connect(addMenuAction(tools, "mnuToolsRefresh", QStringLiteral("Refresh BBS &Statistics")),
-            &QAction::triggered, this, [this] { server_->statusPanel().showStatistics(); });
-    connect(addMenuAction(tools, "mnuToolsHdList", QStringLiteral("Refresh &Hard Drive List")),
-            &QAction::triggered, this, [this] { server_->statusPanel().showDriveList(); });
-    connect(addMenuAction(tools, "mnuToolsAlertIcons", QStringLiteral("Refresh &Alert Icons")),
-            &QAction::triggered, this, [this] { server_->statusPanel().showAlertIcons(); });
-    pager_ = addMenuAction(tools, "mnuToolsPager", QStringLiteral("Turn &Pager On"));
-    connect(pager_, &QAction::triggered, this, [this] { server_->statusPanel().togglePager(); });
-}
-
 void MainWindow::showStatusPanel(const StatusPanelView& view) {
     statusPanel_->showView(view);
     alerts_->showView(view);
@@ -336,11 +306,6 @@ void MainWindow::foldStatistics(bool shrunk) {
     resize(shrunk ? kShrunkFormWidth : kFullFormWidth, height());
 }
 
-void MainWindow::runDuty(const Result<>& result) {
-    if (!result)
-        server_->board().logs.reportError(result.error());
-}
-
 void MainWindow::buildFormMenus() {
     std::map<std::string_view, QMenu*> menus;
     for (const FormMenu& menu : formMenus()) {
@@ -350,6 +315,10 @@ void MainWindow::buildFormMenus() {
         menus[menu.name] = made;
     }
     for (const FormEntry& entry : formEntries()) {
+        if (!entry.name) {
+            menus.at(entry.menu)->addSeparator();
+            continue;
+        }
         QAction* action =
             addMenuAction(menus.at(entry.menu), entry.name, QString::fromLatin1(entry.text));
         connect(action, &QAction::triggered, this, [this, &entry] { launch(entry); });

@@ -67,8 +67,6 @@ class MainWindow : public QMainWindow, public ConsoleFace {
     // Shows a view in the one window that serves them all, without blocking.
     void showText(const QString& title, const QString& text);
     // The Tools menu's commands that start the board's unattended duties by hand.
-    void buildTools();
-    void runDuty(const Result<>& result);
     void buildFormMenus();
     // The Help menu: the project's web pages, the update program and the about box.
     void buildHelp();
@@ -77,7 +75,6 @@ class MainWindow : public QMainWindow, public ConsoleFace {
     void showHelpBox(QPointer<QDialog>& box, const std::function<QDialog*()>& make);
     void buildTray();
     // The Tools menu's refreshes of the status panel and the pager.
-    void buildStatusTools();
     // The tray icon's click: the form goes to the tray and comes back from it.
     void toggleFromTray();
     // Folds the statistics away or brings them back, at the form's two widths.
