@@ -130,9 +130,8 @@ int runServer(QCoreApplication& app, SingleInstance& instance, bool headless,
         nodeCommands.editUser = [&board, &window](int user) {
             UserEditForm::openOn(board, user, window.get());
         };
-        auto* progress = new StatusBarForm(window.get());
-        server.consoleJobs().setProgressView(progress);
-        nodeCommands.setProgressView(progress);
+        server.consoleJobs().setProgressView(&window->progressBox());
+        nodeCommands.setProgressView(&window->progressBox());
         server.setTextDisplay([&window](const QString& title, const QString& text) {
             auto* display = new TextDisplay(title, text, window.get());
             display->setAttribute(Qt::WA_DeleteOnClose);

@@ -2,7 +2,7 @@
 
 #include "platform/Result.h"
 #include "server/BatchRunner.h"
-#include "server/Progress.h"
+#include "data/Progress.h"
 
 #include <QString>
 

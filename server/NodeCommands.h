@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/NodeHost.h"
-#include "server/Progress.h"
+#include "data/Progress.h"
 
 #include <QString>
 #include <QStringList>

@@ -10,7 +10,6 @@
 #include <QLineEdit>
 #include <QListView>
 #include <QPointer>
-#include <QProgressBar>
 #include <QPushButton>
 #include <QThread>
 #include <QVBoxLayout>
@@ -21,8 +20,7 @@ UserListForm::UserListForm(std::unique_ptr<TableRows> rows, Board& board, QWidge
     : ListForm(listtables::named("USERFILE.DAT"), std::move(rows), board, parent),
       find_(new QLineEdit(this)), insert_(new QPushButton(QStringLiteral("&Insert"), this)),
       delete_(new QPushButton(QStringLiteral("&Delete"), this)),
-      compress_(new QPushButton(QStringLiteral("C&ompress"), this)),
-      progress_(new QProgressBar(this)), step_(new QLabel(this)) {
+      compress_(new QPushButton(QStringLiteral("C&ompress"), this)) {
     // Tens of thousands of rows are laid out a screenful at a time, so the list paints at once.
     auto* list = findChild<QListView*>();
     list->setLayoutMode(QListView::Batched);
@@ -47,13 +45,6 @@ UserListForm::UserListForm(std::unique_ptr<TableRows> rows, Board& board, QWidge
         button->setAutoDefault(false);
         connect(button, &QPushButton::clicked, this, slot);
         addButton(button);
-    }
-    step_->setObjectName(QStringLiteral("lblPass"));
-    progress_->setObjectName(QStringLiteral("prgPass"));
-    progress_->setRange(0, 100);
-    for (QWidget* shown : {static_cast<QWidget*>(step_), static_cast<QWidget*>(progress_)}) {
-        shown->hide();
-        static_cast<QVBoxLayout*>(layout())->addWidget(shown);
     }
 }
 
@@ -128,16 +119,16 @@ void UserListForm::runPass(std::function<Result<>(TableRows& rows)> change, int 
     setBusy(true);
     for (QPushButton* button : findChildren<QPushButton*>())
         button->setEnabled(false);
-    step_->show();
-    progress_->show();
-    progress_->setValue(0);
+    if (progressView_)
+        progressView_->showProgress(QStringLiteral("KELD - User Editor"));
     TableRows& rows = model().rows();
     rows.setProgress([form = QPointer<UserListForm>(this)](const QString& step, int percent) {
         QMetaObject::invokeMethod(
             form,
             [form, step, percent] {
-                form->step_->setText(step);
-                form->progress_->setValue(percent);
+                if (form->progressView_)
+                    form->progressView_->setProgress(percent, step + QStringLiteral(": ") +
+                                                                  ProgressSteps::caption(percent));
             },
             Qt::QueuedConnection);
     });
@@ -148,8 +139,8 @@ void UserListForm::runPass(std::function<Result<>(TableRows& rows)> change, int 
         pass_->deleteLater();
         pass_ = nullptr;
         model().rows().setProgress({});
-        step_->hide();
-        progress_->hide();
+        if (progressView_)
+            progressView_->hideProgress();
         setBusy(false);
         for (QPushButton* button : findChildren<QPushButton*>())
             button->setEnabled(true);

@@ -1,12 +1,11 @@
 #pragma once
 
+#include "data/Progress.h"
 #include "data/forms/ListForm.h"
 
 #include <functional>
 
-class QLabel;
 class QLineEdit;
-class QProgressBar;
 class QThread;
 
 // keldusereditor: the board's users, a row a user number. A board may have tens of thousands,
@@ -20,6 +19,8 @@ class UserListForm : public ListForm {
     UserListForm(std::unique_ptr<TableRows> rows, Board& board, QWidget* parent = nullptr);
     ~UserListForm() override;
 
+    // Where a long change shows how far it has come; nowhere unless set.
+    void setProgressView(ProgressView* view) { progressView_ = view; }
     // Whether a long change is running.
     bool passRunning() const { return pass_ != nullptr; }
 
@@ -44,7 +45,6 @@ class UserListForm : public ListForm {
     QPushButton* insert_;
     QPushButton* delete_;
     QPushButton* compress_;
-    QProgressBar* progress_;
-    QLabel* step_;
+    ProgressView* progressView_ = nullptr;
     QThread* pass_ = nullptr;
 };

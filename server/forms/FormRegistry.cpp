@@ -164,7 +164,9 @@ const std::vector<FormEntry>& entries() {
         {"mnuTools", "mnuToolsUserEditor", "&User Editor...", nullptr,
          [](FormContext& c, QWidget* parent) {
              const listtables::ListTable& table = listtables::named("USERFILE.DAT");
-             return loaded(new UserListForm(table.rows(c.board, 0, {}), c.board, parent));
+             auto* form = new UserListForm(table.rows(c.board, 0, {}), c.board, parent);
+             form->setProgressView(c.progress);
+             return loaded(form);
          }},
         job("mnuTools", "mnuToolsLogin", "&Local Login",
             [](FormContext& c) { c.server.consoleJobs().localLogin(c.board.dialogs); }),

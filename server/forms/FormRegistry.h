@@ -6,6 +6,7 @@
 #include <span>
 
 class Board;
+class ProgressView;
 class QDialog;
 class QWidget;
 class Server;
@@ -16,6 +17,8 @@ struct FormContext {
     Server& server;
     // Whether a caller is on any node right now.
     std::function<bool()> nodeInUse;
+    // The progress box of the passes that take a while.
+    ProgressView* progress = nullptr;
 };
 
 // A menu of the main window that holds form entries; `parent` nullptr is the menu bar.

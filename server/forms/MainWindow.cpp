@@ -1,4 +1,5 @@
 #include "server/forms/MainWindow.h"
+#include "server/forms/StatusBarForm.h"
 
 #include "console/ConsoleViews.h"
 #include "console/DebugPane.h"
@@ -96,7 +97,8 @@ constexpr struct {
 
 } // namespace
 
-MainWindow::MainWindow(DebugPane& pane, QWidget* parent) : QMainWindow(parent) {
+MainWindow::MainWindow(DebugPane& pane, QWidget* parent)
+    : QMainWindow(parent), progressBox_(new StatusBarForm(this)) {
     setObjectName(QStringLiteral("frmMain"));
     setWindowTitle(QStringLiteral("KELDTS"));
     QMenu* file = menuBar()->addMenu(QStringLiteral("&File"));
@@ -332,7 +334,7 @@ void MainWindow::launch(const FormEntry& entry) {
         return;
     }
     FormContext context{server_->board(), *server_,
-                        [this] { return nodes_ && nodes_->isNodeInUse(0); }};
+                        [this] { return nodes_ && nodes_->isNodeInUse(0); }, progressBox_};
     QDialog* form = entry.make(context, this);
     if (!form)
         return;

@@ -9,6 +9,7 @@
 
 #include <functional>
 
+class StatusBarForm;
 class DebugPane;
 class QAction;
 class QLabel;
@@ -54,6 +55,8 @@ class MainWindow : public QMainWindow, public ConsoleFace {
 
     // The configuration form that is open over the main window, if any.
     QDialog* openForm() const { return form_; }
+    // The progress box of the passes that take a while, whoever starts them.
+    StatusBarForm& progressBox() const { return *progressBox_; }
 
   protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -110,6 +113,7 @@ class MainWindow : public QMainWindow, public ConsoleFace {
     QMenu* debugMenu_;
     QSystemTrayIcon* tray_ = nullptr;
     QPointer<QDialog> form_;
+    StatusBarForm* progressBox_;
     QPointer<QDialog> about_;
     QPointer<QDialog> update_;
 };

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "server/Progress.h"
+#include "data/Progress.h"
 
 #include <QDialog>
 

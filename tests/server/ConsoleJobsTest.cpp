@@ -5,6 +5,7 @@
 #include "data/RecordTable.h"
 #include "data/records/BoardFiles.h"
 #include "data/records/Channels.h"
+#include "support/NotedProgress.h"
 #include "support/RecordingRunner.h"
 #include "support/TestBoard.h"
 
@@ -13,16 +14,6 @@
 #include <gtest/gtest.h>
 
 namespace {
-
-// Notes what the progress box was told.
-class NotedProgress final : public ProgressView {
-  public:
-    void showProgress(const QString& title) override { noted << QStringLiteral("show ") + title; }
-    void setProgress(int percent, const QString&) override { percents << percent; }
-    void hideProgress() override { noted << QStringLiteral("hide"); }
-    QStringList noted;
-    QList<int> percents;
-};
 
 class ConsoleJobsTest : public ::testing::Test {
   protected:

@@ -4,6 +4,7 @@
 #include "data/records/BoardFiles.h"
 #include "server/NodeTable.h"
 #include "support/FakeNodeHost.h"
+#include "support/NotedProgress.h"
 #include "support/TestBoard.h"
 
 #include <QProcess>
@@ -107,15 +108,10 @@ TEST_F(NodeCommandsTest, ResettingControlDatAsksAgainOnlyWhenACallerIsOn) {
     EXPECT_EQ(ctl("reset-control"), "CONTROL.DAT left alone: add --yes to go ahead");
     EXPECT_EQ(tb.read("CONTROL.DAT"), before);
 
-    struct Noted final : ProgressView {
-        void showProgress(const QString& title) override { seen << title; }
-        void setProgress(int percent, const QString&) override { seen << QString::number(percent); }
-        void hideProgress() override { seen << QStringLiteral("hidden"); }
-        QStringList seen;
-    } progress;
+    NotedProgress progress;
     commands.setProgressView(&progress);
     EXPECT_EQ(ctl("reset-control --yes"), "(*) ALL Nodes Reset");
-    EXPECT_TRUE(progress.seen.isEmpty()) << "the demo board's four nodes need no box";
+    EXPECT_TRUE(progress.noted.isEmpty()) << "the demo board's four nodes need no box";
     EXPECT_EQ(tb.dialogs.shown.size(), 0u) << "the command line asks nobody";
     Record node2(controlLayout());
     ASSERT_TRUE(recordfile::read(tb.file("CONTROL.DAT"), 3, node2).ok());

@@ -7,6 +7,7 @@
 #include "data/forms/UserEditForm.h"
 #include "data/forms/UserListForm.h"
 #include "data/records/BoardFiles.h"
+#include "support/NotedProgress.h"
 #include "support/TestBoard.h"
 
 #include <QComboBox>
@@ -150,11 +151,14 @@ TEST_F(UserFormsTest, TheListDeletesAfterAYesCompressesTheTailAndFinds) {
     EXPECT_EQ(user(3).i16("securitylevel"), 20);
     EXPECT_EQ(tb.dialogs.shown.back().text, "Are you sure you want to delete this user (Carol)?");
 
+    NotedProgress progress;
+    form.setProgressView(&progress);
     QSignalSpy finished(&form, &UserListForm::passFinished);
     tb.dialogs.answers = {true};
     child<QPushButton>(&form, "cmdDelete")->click();
     ASSERT_TRUE(finished.wait(10000));
     EXPECT_EQ(user(3).i16("securitylevel"), 0);
+    EXPECT_EQ(progress.noted, QStringList({"show KELD - User Editor", "hide"}));
     EXPECT_EQ(form.selectedRow(), 2);
     EXPECT_TRUE(child<QPushButton>(&form, "cmdCompress")->isEnabled());
     child<QPushButton>(&form, "cmdCompress")->click();

@@ -1,4 +1,4 @@
-#include "server/Progress.h"
+#include "data/Progress.h"
 
 #include <algorithm>
 
