@@ -79,21 +79,6 @@ class OpenTable {
     int fd_;
 };
 
-QList<Record> recordsOf(const QByteArray& bytes, const RecordLayout& layout) {
-    QList<Record> records;
-    records.reserve(bytes.size() / layout.length);
-    for (qsizetype at = 0; at + layout.length <= bytes.size(); at += layout.length)
-        records.append(Record(layout, bytes, at));
-    return records;
-}
-
-QByteArray join(const QList<Record>& records) {
-    QByteArray bytes;
-    for (const Record& r : records)
-        bytes += r.bytes();
-    return bytes;
-}
-
 // Brings into the new table what node programs wrote in place to the old one after it was
 // read: a record that changed goes to the place its record went to, one that was added goes
 // behind the new table's records. A change to a dropped record goes with it. The old file
@@ -132,6 +117,21 @@ Result<> carryOver(const OpenTable& old, const QString& path, const RecordLayout
 }
 
 } // namespace
+
+QList<Record> recordsOf(const QByteArray& bytes, const RecordLayout& layout) {
+    QList<Record> records;
+    records.reserve(bytes.size() / layout.length);
+    for (qsizetype at = 0; at + layout.length <= bytes.size(); at += layout.length)
+        records.append(Record(layout, bytes, at));
+    return records;
+}
+
+QByteArray join(const QList<Record>& records) {
+    QByteArray bytes;
+    for (const Record& r : records)
+        bytes += r.bytes();
+    return bytes;
+}
 
 Result<qint16> count(const QString& path, const RecordLayout& layout) {
     const Result<qint64> size = recordfile::size(path);

@@ -23,6 +23,11 @@ inline constexpr char kDeletedMark[] = "##$$##";
 // when the file cannot be looked at or holds more records than a 16-bit count can.
 Result<qint16> count(const QString& path, const RecordLayout& layout);
 
+// The whole records of a table's bytes; a partial record at the end does not count.
+QList<Record> recordsOf(const QByteArray& bytes, const RecordLayout& layout);
+// The records' bytes one after the other, as a table file holds them.
+QByteArray join(const QList<Record>& records);
+
 // Every whole record, in one open.
 Result<QList<Record>> read(const QString& path, const RecordLayout& layout);
 

@@ -74,13 +74,6 @@ PurgedMail purged(const QList<Record>& messages, QByteArray store, int user, boo
     return result;
 }
 
-QByteArray joined(const QList<Record>& records) {
-    QByteArray bytes;
-    for (const Record& r : records)
-        bytes += r.bytes();
-    return bytes;
-}
-
 } // namespace
 
 Record newUser() {
@@ -167,11 +160,8 @@ Result<> purgeUserMail(const Board& board, int user, const QString& base, bool b
             return failureOf(store);
         const QByteArray text =
             store->left(store->indexOf('\0') < 0 ? store->size() : store->indexOf('\0'));
-        QList<Record> messages;
-        for (qsizetype at = 0; at + mailLayout().length <= datBytes->size();
-             at += mailLayout().length)
-            messages.append(Record(mailLayout(), datBytes.value(), at));
-        PurgedMail result = purged(messages, text, user, bySender, progress, step);
+        PurgedMail result = purged(recordtable::recordsOf(datBytes.value(), mailLayout()), text,
+                                   user, bySender, progress, step);
         if (!result.changed)
             break;
         // A node that wrote mail meanwhile would lose it to our copy: read it all again.
@@ -181,7 +171,8 @@ Result<> purgeUserMail(const Board& board, int user, const QString& base, bool b
         if (!datNow || !storeNow || datNow.value() != datBytes.value() ||
             storeNow.value() != store.value())
             continue;
-        if (Result<> written = filewrite::replace(datPath, joined(result.kept)); !written)
+        if (Result<> written = filewrite::replace(datPath, recordtable::join(result.kept));
+            !written)
             return written;
         if (Result<> written = filewrite::replace(binPath, result.store + "\r\n"); !written)
             return written;
