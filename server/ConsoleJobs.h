@@ -1,8 +1,8 @@
 #pragma once
 
+#include "data/Progress.h"
 #include "platform/Result.h"
 #include "server/BatchRunner.h"
-#include "data/Progress.h"
 
 #include <QString>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/NodeHost.h"
 #include "data/Progress.h"
+#include "platform/NodeHost.h"
 
 #include <QString>
 #include <QStringList>
