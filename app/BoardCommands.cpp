@@ -76,7 +76,7 @@ void write(FILE* stream, const QString& text) {
 
 // How far a long pass has come, on the one line of a terminal; nothing when the output goes
 // elsewhere, where a stream of percentages would only be noise.
-TableRows::Progress terminalProgress() {
+PassProgress terminalProgress() {
     if (!::isatty(STDERR_FILENO))
         return {};
     return [shown = QString()](const QString& step, int percent) mutable {

@@ -2,6 +2,12 @@
 
 #include <QString>
 
+#include <functional>
+
+// How far a long pass has come: what it does now ("Purging EMAIL.DAT") and the percentage of
+// that step. Called on the thread that runs the pass.
+using PassProgress = std::function<void(const QString& step, int percent)>;
+
 // The progress box of the passes that take a while: a title, a caption "Please wait... (n%
 // Complete)" and a bar. The desktop shows it; without a display nobody does.
 class ProgressView {

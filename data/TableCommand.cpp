@@ -271,7 +271,7 @@ QString usage() {
         "holds KELDTS.INI and SYSPATHS.CFG)\n");
 }
 
-Outcome run(const Board& board, const QStringList& words, const TableRows::Progress& progress) {
+Outcome run(const Board& board, const QStringList& words, const PassProgress& progress) {
     if (words.size() == 1 && words.first() == QLatin1String("--list"))
         return {0, listtables::names().join(QLatin1Char('\n')) + QLatin1Char('\n'), {}};
     if (words.size() < 2 || words.first().startsWith(QLatin1Char('-')))

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "data/TableRows.h"
+#include "data/Progress.h"
 
 #include <QString>
 #include <QStringList>
@@ -19,7 +19,7 @@ struct Outcome {
 
 // The words after "table": "--list", or a board file's name and what to do with it. A long
 // change tells `progress` how far it has come.
-Outcome run(const Board& board, const QStringList& words, const TableRows::Progress& progress = {});
+Outcome run(const Board& board, const QStringList& words, const PassProgress& progress = {});
 
 QString usage();
 

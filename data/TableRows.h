@@ -1,12 +1,11 @@
 #pragma once
 
 #include "data/FormTable.h"
+#include "data/Progress.h"
 #include "data/RecordSource.h"
 
 #include <QList>
 #include <QString>
-
-#include <functional>
 
 // A table the sysop edits row by row, as the board's list editors do: the records of a record
 // file, the lines of a text file read as records of a layout of their own, or a row of files.
@@ -41,11 +40,9 @@ class TableRows {
     // Drops the free rows at the end, for a table whose rows keep their numbers.
     virtual Result<> compress() { return Failure{name() + QStringLiteral(" is not compressed")}; }
 
-    // How far a long change has come: what it does now and the percentage of that; called on
-    // the thread the change runs on.
-    using Progress = std::function<void(const QString& step, int percent)>;
-    void setProgress(Progress progress) { progress_ = std::move(progress); }
-    const Progress& progress() const { return progress_; }
+    // Where a long change says how far it has come.
+    void setProgress(PassProgress progress) { progress_ = std::move(progress); }
+    const PassProgress& progress() const { return progress_; }
 
     // Some files have a head above their rows, edited apart from them: its form, nullptr when
     // there is none, and the head itself.
@@ -54,7 +51,7 @@ class TableRows {
     virtual Result<> editHead(const RecordSource::Edit& /*edit*/) { return failureOf(readHead()); }
 
   private:
-    Progress progress_;
+    PassProgress progress_;
 };
 
 // Why a row number is refused.

@@ -21,7 +21,7 @@ constexpr qint64 kLargestStore = qint64(1) << 30;
 // A purge that finds its files changed under it starts again this often before it gives up.
 constexpr int kAttempts = 3;
 
-void report(const Progress& progress, const QString& step, qint64 done, qint64 total) {
+void report(const PassProgress& progress, const QString& step, qint64 done, qint64 total) {
     if (progress)
         progress(step, total > 0 ? int(done * 100 / total) : 100);
 }
@@ -48,7 +48,7 @@ struct PurgedMail {
 };
 
 PurgedMail purged(const QList<Record>& messages, QByteArray store, int user, bool bySender,
-                  const Progress& progress, const QString& step) {
+                  const PassProgress& progress, const QString& step) {
     PurgedMail result;
     qint32 removed = 0;
     const std::string_view key = bySender ? "fromuser" : "touser";
@@ -118,7 +118,7 @@ Result<> writeIndexEntry(const Board& board, int user, const QByteArray& realNam
     return recordfile::write(board.path(userIndexLayout()), user, entry);
 }
 
-Result<> rebuildIndex(const Board& board, const Progress& progress) {
+Result<> rebuildIndex(const Board& board, const PassProgress& progress) {
     const QString step = QStringLiteral("Rebuilding USERFILE.IDX");
     const Result<QList<Record>> users = readUsers(board);
     if (!users)
@@ -141,7 +141,7 @@ Result<> rebuildIndex(const Board& board, const Progress& progress) {
 }
 
 Result<> purgeUserMail(const Board& board, int user, const QString& base, bool bySender,
-                       const Progress& progress) {
+                       const PassProgress& progress) {
     const QString datPath = board.filePath("db", base + QStringLiteral(".DAT"));
     const QString binPath = board.filePath("db", base + QStringLiteral(".BIN"));
     // The text store is always read from EMAIL.BIN, whichever base is purged: the node
@@ -213,7 +213,7 @@ Result<> filterHandles(const Board& board, int user) {
     return filehelpers::removeFile(work);
 }
 
-Result<> purgeUserFiles(const Board& board, int user, const Progress& progress) {
+Result<> purgeUserFiles(const Board& board, int user, const PassProgress& progress) {
     const struct {
         const char* base;
         bool bySender;
@@ -249,7 +249,7 @@ Result<> purgeUserFiles(const Board& board, int user, const Progress& progress) 
     return {};
 }
 
-Result<int> compress(const Board& board, const Progress& progress) {
+Result<int> compress(const Board& board, const PassProgress& progress) {
     const QString step = QStringLiteral("Compressing the user file");
     int count = -1;
     // The first `count` records, or nothing to do when there are no more.

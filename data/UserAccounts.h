@@ -1,12 +1,11 @@
 #pragma once
 
+#include "data/Progress.h"
 #include "data/RecordLayout.h"
 #include "platform/Result.h"
 
 #include <QList>
 #include <QString>
-
-#include <functional>
 
 class Board;
 
@@ -20,10 +19,6 @@ inline constexpr int kMostUsers = 32760;
 // What the name index holds for a deleted user's handle.
 inline constexpr char kDeletedHandle[] = "!-*<DELETED>*-!";
 
-// How far a long pass has come: what it does now ("Purging EMAIL.DAT") and the percentage of
-// that step. Called on the thread that runs the pass.
-using Progress = std::function<void(const QString& step, int percent)>;
-
 // A user as the node programs' new-user code leaves him, before anyone has filled him in.
 Record newUser();
 // "(AVAILABLE)" marks a free number.
@@ -36,21 +31,21 @@ QString rowColumns(const Record& user);
 Result<> writeIndexEntry(const Board& board, int user, const QByteArray& realName,
                          const QByteArray& handle);
 // Writes USERFILE.IDX anew from USERFILE.DAT, one entry per record.
-Result<> rebuildIndex(const Board& board, const Progress& progress = {});
+Result<> rebuildIndex(const Board& board, const PassProgress& progress = {});
 
 // Takes back everything that carries the number `user`: his mail in and out, his one-liners,
 // his lines of HANDLES.UIP, his votes, and his own files.
-Result<> purgeUserFiles(const Board& board, int user, const Progress& progress = {});
+Result<> purgeUserFiles(const Board& board, int user, const PassProgress& progress = {});
 // Drops the messages of `base` (EMAIL, SNTEMAIL, ONELINE) to `user`, or from him when
 // `bySender`, with their texts, and moves every other message's text to where it now lies.
 Result<> purgeUserMail(const Board& board, int user, const QString& base, bool bySender,
-                       const Progress& progress = {});
+                       const PassProgress& progress = {});
 // Drops the lines of HANDLES.UIP whose second field is `user`.
 Result<> filterHandles(const Board& board, int user);
 
 // Drops the free numbers at the end of USERFILE.DAT and USERFILE.IDX; nothing else moves.
 // Gives the count left.
-Result<int> compress(const Board& board, const Progress& progress = {});
+Result<int> compress(const Board& board, const PassProgress& progress = {});
 
 // The users whose handle or real name holds `text`, case-blind, as numbers.
 QList<int> find(const QList<Record>& users, const QString& text);
