@@ -6,8 +6,6 @@
 #include "data/TimeRules.h"
 #include "platform/Cp437.h"
 
-#include <QRegularExpression>
-
 #include <cmath>
 #include <limits>
 
@@ -55,12 +53,10 @@ Failure refused(const Entry& entry, const QString& value, const QString& why) {
     return {QStringLiteral("%1 cannot hold \"%2\": %3").arg(nameOf(entry), value, why)};
 }
 
-Result<> storeText(const Entry& entry, Record& record, const QString& value) {
+Result<> storeText(const Entry& entry, Record& record, const QString& value, const QString& shown) {
+    if (Result<> taken = typeable(entry, value, shown); !taken)
+        return taken;
     QString text = asTyped(entry, value).trimmed();
-    for (QChar c : text) {
-        if (!takes(entry, c))
-            return refused(entry, value, QStringLiteral("the box does not take \"%1\"").arg(c));
-    }
     if (entry.rule == Rule::HotKey && text.contains(QLatin1Char(' ')) &&
         !text.contains(QLatin1Char('/')))
         return refused(entry, value, QStringLiteral("a key has no blanks"));
@@ -86,12 +82,10 @@ Result<> storeText(const Entry& entry, Record& record, const QString& value) {
     return {};
 }
 
-Result<> storeNumber(const Entry& entry, Record& record, const QString& value,
+Result<> storeNumber(const Entry& entry, Record& record, const QString& value, const QString& shown,
                      bool refuseOverflow) {
-    // What the box takes, and a sign, which only a stored value can bring into the box.
-    static const QRegularExpression number(QStringLiteral("^\\s*-?[0-9.]*\\s*$"));
-    if (!number.match(value).hasMatch())
-        return refused(entry, value, QStringLiteral("not a number"));
+    if (Result<> taken = typeable(entry, value, shown); !taken)
+        return taken;
     const FieldType type = fieldOf(entry, record).type;
     if (refuseOverflow && !fits(numericValue(value), type))
         return Failure{QStringLiteral("Overflow: %1 cannot hold %2").arg(nameOf(entry), value)};
@@ -247,6 +241,9 @@ bool takes(const Entry& entry, QChar c) {
         return c.isDigit() || (c >= QLatin1Char('A') && c <= QLatin1Char('F'));
     case Control::Text:
     case Control::Path:
+        // One line, whatever else the box takes.
+        if (c == QLatin1Char('\r') || c == QLatin1Char('\n'))
+            return false;
         break;
     case Control::Flag:
     case Control::Combo:
@@ -284,15 +281,30 @@ QString asTyped(const Entry& entry, const QString& text) {
     return out;
 }
 
+Result<> typeable(const Entry& entry, const QString& value, const QString& shown) {
+    const bool box = entry.control == Control::Text || entry.control == Control::Path;
+    const QString typed = box ? asTyped(entry, value).trimmed() : value;
+    // A sign is no key of a number box: only a stored negative number brings one, and keeps it
+    // while the digits behind it are edited.
+    const bool keptSign = entry.control == Control::Number && typed.startsWith(QLatin1Char('-')) &&
+                          shown.startsWith(QLatin1Char('-'));
+    for (QChar c : keptSign ? typed.mid(1) : typed) {
+        if (!takes(entry, c))
+            return refused(entry, value, QStringLiteral("the box does not take \"%1\"").arg(c));
+    }
+    return {};
+}
+
 Result<> store(const Entry& entry, Record& record, const QString& value, bool refuseOverflow) {
-    if (value == show(entry, record))
+    const QString shown = show(entry, record);
+    if (value == shown)
         return {};
     switch (entry.control) {
     case Control::Text:
     case Control::Path:
-        return storeText(entry, record, value);
+        return storeText(entry, record, value, shown);
     case Control::Number:
-        return storeNumber(entry, record, value, refuseOverflow);
+        return storeNumber(entry, record, value, shown, refuseOverflow);
     case Control::Flag:
         return storeFlag(entry, record, value);
     case Control::Combo:

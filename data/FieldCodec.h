@@ -24,6 +24,9 @@ int comboRow(const formtable::Entry& entry, const Record& record);
 bool takes(const formtable::Entry& entry, QChar c);
 // The text as the box turns it while it is typed: capitals, where the box makes them.
 QString asTyped(const formtable::Entry& entry, const QString& text);
+// Whether the box showing `shown` could come to hold `value` by the keys it takes; refused,
+// naming the first character it does not take, when it could not.
+Result<> typeable(const formtable::Entry& entry, const QString& value, const QString& shown);
 
 // Puts a value, in the form show() gives (a combo also takes its code in digits, a check box
 // also yes or no), into the field by the form's rules: trimmed, capitals, times and letters put

@@ -56,6 +56,8 @@ TEST(FieldCodec, TextBoxesFollowTheirKeysAndRules) {
                                            "not take \" \"");
     EXPECT_EQ(stored(kName, "NINE CHRS"),
               "refused: name cannot hold \"NINE CHRS\": longer than 8 characters");
+    EXPECT_EQ(stored(kTime, "1:00\nlevel=255"),
+              "refused: time cannot hold \"1:00\nlevel=255\": the box does not take \"\n\"");
     EXPECT_TRUE(fieldcodec::takes(kPath, QLatin1Char('~')));
     EXPECT_FALSE(fieldcodec::takes(kLevel, QLatin1Char('-')));
     EXPECT_EQ(fieldcodec::asTyped(kName, "ab1"), "AB1");
@@ -65,10 +67,18 @@ TEST(FieldCodec, TextBoxesFollowTheirKeysAndRules) {
 TEST(FieldCodec, NumbersAreRoundedAndCappedOrRefusedAsOverflow) {
     EXPECT_EQ(stored(kLevel, "12.6"), "13");
     EXPECT_EQ(stored(kLevel, "70000"), "32767");
-    EXPECT_EQ(stored(kLevel, "-5"), "-5");
+    // A sign is no key of the box: a stored negative number keeps its own, nothing brings one.
+    EXPECT_EQ(stored(kLevel, "-5"),
+              "refused: level cannot hold \"-5\": the box does not take \"-\"");
+    Record negative(kLayout);
+    negative.setI16("level", -3);
+    EXPECT_EQ(stored(kLevel, "-5", false, negative), "-5");
+    EXPECT_EQ(stored(kLevel, "5-", false, negative),
+              "refused: level cannot hold \"5-\": the box does not take \"-\"");
     EXPECT_EQ(stored(kCredits, "99999999999"), "2147483647");
     EXPECT_EQ(stored(kRatio, "2.5"), "2.5");
-    EXPECT_EQ(stored(kLevel, "12x"), "refused: level cannot hold \"12x\": not a number");
+    EXPECT_EQ(stored(kLevel, "12x"),
+              "refused: level cannot hold \"12x\": the box does not take \"x\"");
     EXPECT_EQ(stored(kLevel, "70000", true), "refused: Overflow: level cannot hold 70000");
     EXPECT_EQ(stored(kCredits, "70000", true), "70000");
 }
