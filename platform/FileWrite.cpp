@@ -13,17 +13,6 @@ namespace filewrite {
 
 namespace {
 
-// The file a replace lands on: the target of a symbolic link, else the path itself.
-QString landingPath(const QString& path) {
-    const QFileInfo info(path);
-    if (info.isSymLink()) {
-        const QString target = info.canonicalFilePath();
-        if (!target.isEmpty())
-            return target;
-    }
-    return path;
-}
-
 // Gives the new file the old one's owner and group. Without the right to give a file away, the
 // group alone is enough for the node programs that share it; losing that is a failure.
 bool keepOwner(int fd, const struct stat& old) {
@@ -35,21 +24,6 @@ bool keepOwner(int fd, const struct stat& old) {
     if (::fchown(fd, old.st_uid, old.st_gid) == 0)
         return true;
     return errno == EPERM && ::fchown(fd, static_cast<uid_t>(-1), old.st_gid) == 0;
-}
-
-Result<> flushDirectoryOf(const QString& path) {
-    const QString directory = QFileInfo(path).absolutePath();
-    const int fd =
-        ::open(QFile::encodeName(directory).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd < 0)
-        return systemFailure(QStringLiteral("open the directory of"), path);
-    const bool flushed = ::fsync(fd) == 0;
-    const int flushError = errno;
-    ::close(fd);
-    errno = flushError;
-    if (!flushed)
-        return systemFailure(QStringLiteral("flush the directory of"), path);
-    return {};
 }
 
 } // namespace
@@ -76,7 +50,32 @@ Failure systemFailure(const QString& what, const QString& path) {
                 .arg(what, path, QString::fromLocal8Bit(std::strerror(errno)))};
 }
 
-Result<> replace(const QString& path, const QByteArray& bytes) {
+QString landingPath(const QString& path) {
+    const QFileInfo info(path);
+    if (info.isSymLink()) {
+        const QString target = info.canonicalFilePath();
+        if (!target.isEmpty())
+            return target;
+    }
+    return path;
+}
+
+Result<> flushDirectoryOf(const QString& path) {
+    const QString directory = QFileInfo(path).absolutePath();
+    const int fd =
+        ::open(QFile::encodeName(directory).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0)
+        return systemFailure(QStringLiteral("open the directory of"), path);
+    const bool flushed = ::fsync(fd) == 0;
+    const int flushError = errno;
+    ::close(fd);
+    errno = flushError;
+    if (!flushed)
+        return systemFailure(QStringLiteral("flush the directory of"), path);
+    return {};
+}
+
+Result<Staged> stage(const QString& path, const QByteArray& bytes, const QString& suffix) {
     const QString target = landingPath(path);
     const QByteArray targetName = QFile::encodeName(target);
     struct stat old {};
@@ -85,7 +84,7 @@ Result<> replace(const QString& path, const QByteArray& bytes) {
     // it would hide that.
     if (replacing && !S_ISREG(old.st_mode))
         return Failure{QStringLiteral("Cannot replace %1: it is not a file").arg(target)};
-    const QString aside = target + QStringLiteral(".NEW");
+    const QString aside = target + suffix;
     const QByteArray asideName = QFile::encodeName(aside);
     // Whatever a killed rewrite left here is stale; O_EXCL then makes sure we write a file of
     // our own and not through a link someone put in its place.
@@ -103,13 +102,24 @@ Result<> replace(const QString& path, const QByteArray& bytes) {
         done = systemFailure(QStringLiteral("write"), aside);
     if (::close(fd) != 0 && done.ok())
         done = systemFailure(QStringLiteral("write"), aside);
-    if (done.ok() && ::rename(asideName.constData(), targetName.constData()) != 0)
-        done = systemFailure(QStringLiteral("replace"), target);
     if (!done.ok()) {
         ::unlink(asideName.constData());
-        return done;
+        return failureOf(done);
     }
-    return flushDirectoryOf(target);
+    return Staged{target, aside};
+}
+
+Result<> replace(const QString& path, const QByteArray& bytes) {
+    const Result<Staged> staged = stage(path, bytes);
+    if (!staged)
+        return failureOf(staged);
+    if (::rename(QFile::encodeName(staged->aside).constData(),
+                 QFile::encodeName(staged->target).constData()) != 0) {
+        const Failure failure = systemFailure(QStringLiteral("replace"), staged->target);
+        ::unlink(QFile::encodeName(staged->aside).constData());
+        return failure;
+    }
+    return flushDirectoryOf(staged->target);
 }
 
 } // namespace filewrite
