@@ -61,10 +61,9 @@ class Board {
     QString path(const RecordLayout& file, int number = 0) const {
         return filePath(file.directory, file.nameOf(number));
     }
-    // The file a reordering of that table goes through, in the temporary directory.
-    QString workPath(const RecordLayout& file, int number = 0) const {
-        return filePath("temp", file.workNameOf(number));
-    }
+    // Where a change to several files at once is noted while it is under way, so that an
+    // interrupted one is finished or undone before anything else is changed.
+    QString journalPath() const { return filePath("main", QStringLiteral("KELDTS.JNL")); }
 
     const Clock& clock;
     Dialogs& dialogs;

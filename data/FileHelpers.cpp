@@ -1,10 +1,15 @@
 #include "data/FileHelpers.h"
 
+#include "platform/FileAccess.h"
+#include "platform/FileWrite.h"
 #include "platform/Wildcard.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace filehelpers {
 
@@ -38,11 +43,12 @@ bool fileExists(const QString& path) {
 
 Result<> touchFile(const QString& rawPath, bool overwrite) {
     const QString path = rawPath.trimmed();
-    if (!overwrite && QFileInfo(path).isFile())
-        return {};
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        return Failure{QStringLiteral("Cannot create %1: %2").arg(path, file.errorString())};
+    const Result<int> opened =
+        fileaccess::openRegular(path, O_WRONLY | O_CREAT | (overwrite ? O_TRUNC : 0));
+    if (!opened)
+        return failureOf(opened);
+    if (::close(opened.value()) != 0)
+        return filewrite::systemFailure(QStringLiteral("create"), path);
     return {};
 }
 
@@ -52,24 +58,17 @@ Result<> removeFile(const QString& path) {
     return {};
 }
 
-Result<> moveFile(const QString& from, const QString& to) {
-    if (!QFileInfo::exists(from))
-        return {};
-    if (Result<> removed = removeFile(to); !removed)
-        return removed;
-    if (!QFile::rename(from, to))
-        return Failure{QStringLiteral("Cannot move %1 to %2").arg(from, to)};
-    return {};
-}
-
-Result<> swapFiles(const QString& first, const QString& second, const QString& parking) {
-    if (Result<> removed = removeFile(parking); !removed)
-        return removed;
-    for (const auto& [from, to] : {std::pair{first, parking}, {second, first}, {parking, second}}) {
-        if (Result<> moved = moveFile(from, to); !moved)
-            return moved;
-    }
-    return {};
+Result<std::optional<QByteArray>> contentsOf(const QString& path) {
+    // Far beyond any bulletin or answer file; a bigger one is not this board's.
+    constexpr qint64 kLargest = qint64(256) << 20;
+    if (!QFileInfo::exists(path))
+        return std::optional<QByteArray>();
+    const Result<QByteArray> bytes = fileaccess::readSmall(path, kLargest + 1);
+    if (!bytes)
+        return failureOf(bytes);
+    if (bytes->size() > kLargest)
+        return Failure{QStringLiteral("%1 is too large to be moved").arg(path)};
+    return std::optional(bytes.value());
 }
 
 } // namespace filehelpers

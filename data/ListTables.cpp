@@ -107,7 +107,6 @@ const ListTable kTables[] = {
              r.setText("votequestion", QStringLiteral("New Vote"));
          });
          table.following = &voteAnswerLayout();
-         table.parking = "VOTE.TMP";
          return recordRows(board, std::move(table));
      },
      [](const Record& r) { return r.text("votequestion"); }},
@@ -126,7 +125,6 @@ const ListTable kTables[] = {
              records(textSectionLayout(), "textsectdesc", kSections,
                      [](Record& r) { r.setText("textsectdesc", QStringLiteral("New Section")); });
          table.following = &bulletinLayout();
-         table.parking = "TEXT.TMP";
          return recordRows(board, std::move(table));
      },
      [](const Record& r) {

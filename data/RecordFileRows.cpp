@@ -3,7 +3,6 @@
 #include "data/Board.h"
 #include "data/FileHelpers.h"
 #include "data/RecordFile.h"
-#include "data/RecordTable.h"
 #include "platform/FileWrite.h"
 
 #include <QFile>
@@ -69,69 +68,61 @@ Result<int> RecordFileRows::append(const Record& record) {
     if (rows.value().size() >= table_.limit)
         return Failure{
             QStringLiteral("%1 holds %2 entries, as many as it may").arg(name()).arg(table_.limit)};
+    // A file left behind by an earlier entry of the new number would belong to the new one; it
+    // belongs to no entry now, so it may go before the entry is added.
+    if (table_.following) {
+        if (Result<> removed = filehelpers::removeFile(followerOf(int(rows->size()) + 1)); !removed)
+            return failureOf(removed);
+    }
     const Result<int> number = recordtable::append(path(), record);
     if (!number)
         return failureOf(number);
-    // A file left behind by an earlier entry of that number would belong to the new one.
-    if (table_.following) {
-        if (Result<> removed = filehelpers::removeFile(followerOf(number.value())); !removed)
-            return failureOf(removed);
-    }
     return number.value() - 1;
+}
+
+recordtable::Companions RecordFileRows::companions() const {
+    if (!table_.following)
+        return {};
+    return {
+        board_.journalPath(),
+        [this](const recordtable::Rearrangement& arrangement) -> Result<QList<allornone::Change>> {
+            QList<int> oldOf(arrangement.records.size(), -1);
+            for (int old = 0; old < arrangement.placeOfOld.size(); ++old) {
+                if (arrangement.placeOfOld[old] >= 0)
+                    oldOf[arrangement.placeOfOld[old]] = old;
+            }
+            QList<allornone::Change> changes;
+            for (int now = 0; now < oldOf.size(); ++now) {
+                if (oldOf[now] == now)
+                    continue;
+                Result<std::optional<QByteArray>> bytes =
+                    filehelpers::contentsOf(followerOf(oldOf[now] + 1));
+                if (!bytes)
+                    return failureOf(bytes);
+                changes.append({followerOf(now + 1), std::move(bytes).value()});
+            }
+            // The numbers past the shorter table have no entry left to follow.
+            for (qsizetype gone = oldOf.size(); gone < arrangement.placeOfOld.size(); ++gone)
+                changes.append({followerOf(int(gone) + 1), std::nullopt});
+            return changes;
+        }};
 }
 
 Result<> RecordFileRows::remove(int row) {
     if (table_.keyField.empty())
         return Failure{QStringLiteral("The entries of %1 cannot be removed").arg(name())};
-    Result<Record> marked = readRow(row);
-    if (!marked)
-        return failureOf(marked);
-    marked->setStr(table_.keyField, recordtable::kDeletedMark);
-    if (Result<> written = recordfile::write(path(), row + 1, marked.value()); !written)
-        return written;
-    if (table_.following) {
-        if (Result<> removed = filehelpers::removeFile(followerOf(row + 1)); !removed)
-            return removed;
-    }
-    const Result<QList<int>> placeOfOld =
-        recordtable::compact(path(), *table_.file, table_.keyField);
-    if (!placeOfOld)
-        return failureOf(placeOfOld);
-    return carryFollowers(placeOfOld.value());
-}
-
-Result<> RecordFileRows::carryFollowers(const QList<int>& placeOfOld) {
-    if (!table_.following)
-        return {};
-    // Records only ever move down, so going up the numbers never overwrites a file still needed.
-    for (int old = 0; old < placeOfOld.size(); ++old) {
-        const int now = placeOfOld[old];
-        if (now < 0 || now == old)
-            continue;
-        if (Result<> moved = filehelpers::moveFile(followerOf(old + 1), followerOf(now + 1));
-            !moved)
-            return moved;
-    }
-    return {};
+    if (Result<Record> there = readRow(row); !there)
+        return failureOf(there);
+    return recordtable::remove(path(), *table_.file, table_.keyField, row + 1, companions());
 }
 
 Result<> RecordFileRows::move(int row, bool up) {
     const Result<qint16> count = recordtable::count(path(), *table_.file);
     if (!count)
         return failureOf(count);
-    const int neighbour = up ? row - 1 : row + 1;
     if (row < 0 || row >= count.value())
         return noSuchRow(*this, row + 1);
-    if (neighbour < 0 || neighbour >= count.value())
-        return {};
-    if (Result<> moved = recordtable::move(path(), board_.workPath(*table_.file, fileNumber_),
-                                           *table_.file, row + 1, up);
-        !moved)
-        return moved;
-    if (!table_.following)
-        return {};
-    return filehelpers::swapFiles(followerOf(row + 1), followerOf(neighbour + 1),
-                                  board_.filePath("temp", QLatin1String(table_.parking)));
+    return recordtable::move(path(), *table_.file, row + 1, up, companions());
 }
 
 Result<> RecordFileRows::edit(int row, const RecordSource::Edit& edit) {

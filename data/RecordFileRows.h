@@ -1,5 +1,6 @@
 #pragma once
 
+#include "data/RecordTable.h"
 #include "data/TableRows.h"
 
 #include <functional>
@@ -7,10 +8,10 @@
 
 class Board;
 
-// The rows of a record file. A removal marks the record's key field and compacts the table; a
-// move goes through the table's work file in the temporary directory; where files named by the
-// record number belong to the records (a question's answers, a section's bulletins), they follow
-// their records through every change.
+// The rows of a record file. A removal compacts the table, dropping with the record any that an
+// earlier program marked in its key field; where files named by the record number belong to the
+// records (a question's answers, a section's bulletins), they follow their records through every
+// change, together with the table: all of it happens or none.
 class RecordFileRows : public TableRows {
   public:
     struct Table {
@@ -21,9 +22,8 @@ class RecordFileRows : public TableRows {
         std::function<void(Record&)> newEntry = {};
         // What every read puts in order before anyone sees the record (an event's time).
         std::function<void(Record&)> onRead = {};
-        // The numbered file that follows each record, and where one waits during a swap.
+        // The numbered file that follows each record.
         const RecordLayout* following = nullptr;
-        const char* parking = nullptr;
         // A table that always has this many rows, made of zeros when its file is empty.
         int fixedRows = 0;
         // The list forms make their file when it is missing; the IP list leaves it missing.
@@ -48,7 +48,8 @@ class RecordFileRows : public TableRows {
     QString followerOf(int number) const;
     // The row's record, refused when the file has no such row.
     Result<Record> readRow(int row) const;
-    Result<> carryFollowers(const QList<int>& placeOfOld);
+    // The table's rewrites with the files that follow its records.
+    recordtable::Companions companions() const;
 
     const Board& board_;
     Table table_;

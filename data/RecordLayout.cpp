@@ -22,11 +22,6 @@ QString RecordLayout::nameOf(int number) const {
     return name;
 }
 
-QString RecordLayout::workNameOf(int number) const {
-    const QString name = nameOf(number);
-    return name.left(name.lastIndexOf(QLatin1Char('.'))) + QStringLiteral(".TMP");
-}
-
 Record::Record(const RecordLayout& layout) : layout_(&layout), storage_(layout.length, '\0') {
     clear();
 }

@@ -28,9 +28,6 @@ struct RecordLayout {
     const Field* find(std::string_view name) const;
     // The file's name, with `number` in place of the "n" of a numbered file.
     QString nameOf(int number = 0) const;
-    // The work file a reordering goes through in the temporary directory: "DOORS.TMP",
-    // "TEXT3.TMP".
-    QString workNameOf(int number = 0) const;
 };
 
 constexpr bool fieldsAreContiguous(std::span<const Field> fields, int length) {

@@ -1,8 +1,10 @@
 #include "data/RecordTable.h"
 
 #include "data/RecordFile.h"
+#include "platform/Descriptor.h"
 #include "platform/FileAccess.h"
 #include "platform/FileWrite.h"
+#include "platform/HeldFile.h"
 
 #include <QFile>
 
@@ -24,59 +26,19 @@ constexpr int kAttempts = 3;
 // A program that keeps writing to the replaced file is followed this many times.
 constexpr int kCarryPasses = 8;
 
-class OpenTable {
+// A table held open while it is rewritten, read whole only when it can be counted.
+class OpenTable : public HeldFile {
   public:
-    explicit OpenTable(const QString& path)
-        : path_(path), opened_(fileaccess::openRegular(path, O_RDONLY)),
-          fd_(opened_ ? opened_.value() : -1) {}
-    ~OpenTable() {
-        if (fd_ >= 0)
-            ::close(fd_);
-    }
-    OpenTable(const OpenTable&) = delete;
-    OpenTable& operator=(const OpenTable&) = delete;
+    using HeldFile::HeldFile;
 
-    // Why the table could not be opened; success when it is open.
-    Result<> opening() const { return opened_ ? Result<>() : Result<>(failureOf(opened_)); }
-
-    // Everything the file holds, as many bytes as its size says. A file that ends early was cut
-    // short while it was read, and what came is not the table.
     Result<QByteArray> readAll(const RecordLayout& layout) const {
-        struct stat st {};
-        if (::fstat(fd_, &st) != 0)
-            return systemFailure(QStringLiteral("look at"), path_);
-        if (st.st_size / layout.length > kMostRecords)
-            return Failure{QStringLiteral("%1 holds more records than can be counted").arg(path_)};
-        QByteArray bytes(static_cast<qsizetype>(st.st_size), Qt::Uninitialized);
-        qsizetype got = 0;
-        while (got < bytes.size()) {
-            const ssize_t n = ::pread(fd_, bytes.data() + got,
-                                      static_cast<size_t>(bytes.size() - got), off_t(got));
-            if (n < 0 && errno == EINTR)
-                continue;
-            if (n < 0)
-                return systemFailure(QStringLiteral("read"), path_);
-            if (n == 0)
-                return Failure{QStringLiteral("Cannot read %1: it was cut short while it was read")
-                                   .arg(path_)};
-            got += n;
-        }
-        return bytes;
+        const Result<qint64> length = size();
+        if (!length)
+            return failureOf(length);
+        if (length.value() / layout.length > kMostRecords)
+            return Failure{QStringLiteral("%1 holds more records than can be counted").arg(path())};
+        return HeldFile::readAll();
     }
-
-    // Whether the name still leads to the file that was opened.
-    bool isStillAtItsPath() const {
-        struct stat opened {
-        }, named{};
-        return ::fstat(fd_, &opened) == 0 &&
-               ::stat(QFile::encodeName(path_).constData(), &named) == 0 &&
-               opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
-    }
-
-  private:
-    QString path_;
-    Result<int> opened_;
-    int fd_;
 };
 
 // Brings into the new table what node programs wrote in place to the old one after it was
@@ -154,20 +116,36 @@ Result<QList<Record>> read(const QString& path, const RecordLayout& layout) {
 }
 
 Result<int> append(const QString& path, const Record& record) {
-    qint16 records = 0;
-    if (QFile::exists(path)) {
-        const Result<qint16> counted = count(path, record.layout());
-        if (!counted)
-            return failureOf(counted);
-        records = counted.value();
+    const Result<int> opened = fileaccess::openRegular(path, O_RDWR | O_CREAT);
+    if (!opened)
+        return failureOf(opened);
+    Descriptor fd(opened.value());
+    struct stat st {};
+    if (::fstat(fd.get(), &st) != 0)
+        return systemFailure(QStringLiteral("look at"), path);
+    const qint64 records = st.st_size / record.layout().length;
+    if (records >= kMostRecords)
+        return Failure{QStringLiteral("%1 holds %2 records, as many as a table can")
+                           .arg(path)
+                           .arg(kMostRecords)};
+    const off_t end = off_t(records) * record.layout().length;
+    // A full disk may take part of the record: the file goes back to what it was.
+    const ssize_t written =
+        ::pwrite(fd.get(), record.bytes().constData(), size_t(record.layout().length), end);
+    if (written >= 0 && written < record.layout().length)
+        errno = ENOSPC;
+    if (written != record.layout().length || !fd.close()) {
+        const Failure failure = systemFailure(QStringLiteral("write"), path);
+        if (::truncate(QFile::encodeName(path).constData(), st.st_size) != 0)
+            return Failure{failure.reason +
+                           QStringLiteral("; %1 may hold part of a record at its end").arg(path)};
+        return failure;
     }
-    if (Result<> written = recordfile::write(path, records + 1, record); !written)
-        return failureOf(written);
-    return records + 1;
+    return int(records) + 1;
 }
 
 Result<> rewrite(const QString& path, const RecordLayout& layout, const Rearrange& rearrange,
-                 const QString& workFile) {
+                 const Companions& companions) {
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
         const OpenTable table(path);
         if (Result<> opened = table.opening(); !opened)
@@ -178,22 +156,22 @@ Result<> rewrite(const QString& path, const RecordLayout& layout, const Rearrang
         std::optional<Rearrangement> arrangement = rearrange(recordsOf(bytes.value(), layout));
         if (!arrangement)
             return {};
-        const QByteArray fresh = join(arrangement->records);
-        if (!workFile.isEmpty()) {
-            if (Result<> parked = filewrite::replace(workFile, fresh); !parked)
-                return parked;
+        QList<allornone::Change> changes{{path, join(arrangement->records)}};
+        if (companions.changes) {
+            const Result<QList<allornone::Change>> more = companions.changes(*arrangement);
+            if (!more)
+                return failureOf(more);
+            changes += more.value();
         }
         // Another program put a new table in its place: ours would throw it away.
         if (!table.isStillAtItsPath())
             continue;
-        if (Result<> replaced = filewrite::replace(path, fresh); !replaced)
+        const Result<> replaced = changes.size() == 1
+                                      ? filewrite::replace(path, changes.first().bytes.value())
+                                      : allornone::replace(companions.journal, changes);
+        if (!replaced)
             return replaced;
-        Result<> carried =
-            carryOver(table, path, layout, std::move(bytes).value(), std::move(*arrangement));
-        if (!workFile.isEmpty() && QFile::exists(workFile) && !QFile::remove(workFile) &&
-            carried.ok())
-            return Failure{QStringLiteral("Cannot delete %1").arg(workFile)};
-        return carried;
+        return carryOver(table, path, layout, std::move(bytes).value(), std::move(*arrangement));
     }
     return Failure{
         QStringLiteral("%1 was replaced by another program each time it was read; nothing was "
@@ -201,28 +179,25 @@ Result<> rewrite(const QString& path, const RecordLayout& layout, const Rearrang
             .arg(path)};
 }
 
-Result<QList<int>> compact(const QString& path, const RecordLayout& layout,
-                           std::string_view keyField) {
-    QList<int> placeOfOld;
-    Result<> rewritten =
-        rewrite(path, layout, [keyField, &placeOfOld](const QList<Record>& records) {
-            Rearrangement kept;
-            for (const Record& r : records) {
-                const bool marked = r.str(keyField) == kDeletedMark;
-                kept.placeOfOld.append(marked ? -1 : int(kept.records.size()));
-                if (!marked)
-                    kept.records.append(r);
-            }
-            placeOfOld = kept.placeOfOld;
-            return std::optional(kept);
-        });
-    if (!rewritten)
-        return failureOf(rewritten);
-    return placeOfOld;
+Result<> remove(const QString& path, const RecordLayout& layout, std::string_view keyField,
+                int number, const Companions& companions) {
+    const auto kept = [&](const QList<Record>& records) -> std::optional<Rearrangement> {
+        Rearrangement left;
+        for (int i = 0; i < records.size(); ++i) {
+            const bool dropped = i == number - 1 || records.at(i).str(keyField) == kDeletedMark;
+            left.placeOfOld.append(dropped ? -1 : int(left.records.size()));
+            if (!dropped)
+                left.records.append(records.at(i));
+        }
+        if (left.records.size() == records.size())
+            return std::nullopt;
+        return left;
+    };
+    return rewrite(path, layout, kept, companions);
 }
 
-Result<> move(const QString& path, const QString& workFile, const RecordLayout& layout, int number,
-              bool up) {
+Result<> move(const QString& path, const RecordLayout& layout, int number, bool up,
+              const Companions& companions) {
     const auto swap = [number, up](const QList<Record>& records) -> std::optional<Rearrangement> {
         const int neighbour = up ? number - 1 : number + 1;
         if (records.size() < 2 || number < 1 || number > records.size() || neighbour < 1 ||
@@ -235,7 +210,7 @@ Result<> move(const QString& path, const QString& workFile, const RecordLayout& 
         swapped.placeOfOld.swapItemsAt(number - 1, neighbour - 1);
         return swapped;
     };
-    return rewrite(path, layout, swap, workFile);
+    return rewrite(path, layout, swap, companions);
 }
 
 } // namespace recordtable

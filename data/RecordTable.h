@@ -1,6 +1,7 @@
 #pragma once
 
 #include "data/RecordLayout.h"
+#include "platform/AllOrNone.h"
 #include "platform/Result.h"
 
 #include <QList>
@@ -43,19 +44,25 @@ struct Rearrangement {
 // Decides the change on the records as they are read; nothing leaves the file alone.
 using Rearrange = std::function<std::optional<Rearrangement>(const QList<Record>& records)>;
 
-// Replaces the table with what `rearrange` makes of it. With a `workFile` the new table is
-// written there first, as the list editors' reordering always went through a .TMP file.
+// Files that change with the table, decided on its rearrangement: the files numbered after its
+// records, say. They and the table are replaced all or none, through `journal`.
+struct Companions {
+    QString journal;
+    std::function<Result<QList<allornone::Change>>(const Rearrangement&)> changes;
+};
+
+// Replaces the table with what `rearrange` makes of it, together with its companions.
 Result<> rewrite(const QString& path, const RecordLayout& layout, const Rearrange& rearrange,
-                 const QString& workFile = {});
+                 const Companions& companions = {});
 
-// Rewrites the table without the records whose `keyField` holds the deletion marker; gives for
-// each old record the index it went to (-1: dropped), for files that follow their records.
-Result<QList<int>> compact(const QString& path, const RecordLayout& layout,
-                           std::string_view keyField);
+// Rewrites the table without record `number` and without the records whose `keyField` holds
+// the deletion marker, as an earlier program may have left them.
+Result<> remove(const QString& path, const RecordLayout& layout, std::string_view keyField,
+                int number, const Companions& companions = {});
 
-// Swaps record `number` with its upper (`up`) or lower neighbour, through `workFile`. Nothing
-// happens at the ends of the list or with fewer than two records.
-Result<> move(const QString& path, const QString& workFile, const RecordLayout& layout, int number,
-              bool up);
+// Swaps record `number` with its upper (`up`) or lower neighbour. Nothing happens at the ends of
+// the list or with fewer than two records.
+Result<> move(const QString& path, const RecordLayout& layout, int number, bool up,
+              const Companions& companions = {});
 
 } // namespace recordtable

@@ -3,6 +3,7 @@
 #include "data/Board.h"
 #include "data/FileHelpers.h"
 #include "data/records/TextLines.h"
+#include "platform/AllOrNone.h"
 #include "platform/Cp437.h"
 #include "platform/FileAccess.h"
 #include "platform/FileWrite.h"
@@ -71,8 +72,14 @@ Result<> RoomRows::move(int row, bool up) {
     const int neighbour = room.value() + (up ? -1 : 1);
     if (neighbour < 1 || neighbour > kRooms)
         return {};
-    return filehelpers::swapFiles(pathOf(room.value()), pathOf(neighbour),
-                                  board_.filePath("temp", QStringLiteral("ROOM.TMP")));
+    const Result<std::optional<QByteArray>> mine = filehelpers::contentsOf(pathOf(room.value()));
+    if (!mine)
+        return failureOf(mine);
+    const Result<std::optional<QByteArray>> theirs = filehelpers::contentsOf(pathOf(neighbour));
+    if (!theirs)
+        return failureOf(theirs);
+    return allornone::replace(board_.journalPath(), {{pathOf(room.value()), theirs.value()},
+                                                     {pathOf(neighbour), mine.value()}});
 }
 
 Result<> RoomRows::edit(int row, const RecordSource::Edit& edit) {

@@ -3,6 +3,7 @@
 #include "data/Board.h"
 #include "data/FieldCodec.h"
 #include "data/ListTables.h"
+#include "platform/AllOrNone.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -276,6 +277,9 @@ Outcome run(const Board& board, const QStringList& words, const PassProgress& pr
         return {0, listtables::names().join(QLatin1Char('\n')) + QLatin1Char('\n'), {}};
     if (words.size() < 2 || words.first().startsWith(QLatin1Char('-')))
         return {2, {}, usage()};
+    // What another program's interrupted change left half done is put right before this one.
+    if (Result<> recovered = allornone::recover(board.journalPath()); !recovered)
+        return {2, {}, recovered.error() + QLatin1Char('\n')};
     Result<listtables::Opened> opened = listtables::open(board, words.first());
     if (!opened)
         return {2, {}, opened.error() + QLatin1Char('\n')};

@@ -4,6 +4,7 @@
 
 #include "data/DosReach.h"
 #include "data/SystemConfig.h"
+#include "platform/AllOrNone.h"
 #include "server/Admission.h"
 #include "server/CallerConnection.h"
 #include "server/CommandLine.h"
@@ -84,6 +85,10 @@ bool Server::load(const QString& commandLine, const QString& startDirectory) {
         onFatal(loaded.text);
         return false;
     }
+    // A change to several board files that a crash or a kill cut short is finished or undone
+    // before anything reads them.
+    if (Result<> recovered = allornone::recover(board_.journalPath()); !recovered)
+        logs_.reportError(recovered.error());
     const ScreenGeometry geometry = face_.geometry();
     WindowPlacement placement = loadWindowState(board_, geometry);
     writeServerVersion(board_);

@@ -74,7 +74,6 @@ class RecordLayerTest : public ::testing::Test {
 
     QTemporaryDir dir;
     QString path = dir.filePath(QStringLiteral("TEST.DAT"));
-    QString work = dir.filePath(QStringLiteral("TEST.TMP"));
 };
 
 TEST_F(RecordLayerTest, FieldsAreLittleEndianTrimmedAndCut) {
@@ -93,7 +92,6 @@ TEST_F(RecordLayerTest, FieldsAreLittleEndianTrimmedAndCut) {
     EXPECT_EQ(r.bytes(), QByteArray("AB    \xfe\xff\x04\x03\x02\x01\x00\x00\xc0\x3f\x01", 17));
     const RecordLayout numbered{"TEXTn.DAT", 44, {}, "dat"};
     EXPECT_EQ(numbered.nameOf(12), "TEXT12.DAT");
-    EXPECT_EQ(numbered.workNameOf(3), "TEXT3.TMP");
 }
 
 TEST_F(RecordLayerTest, NulsAreNoBlanksReadsPastTheEndChangeNothingAndAPartialTailIsKept) {
@@ -136,13 +134,13 @@ TEST_F(RecordLayerTest, CompactionAndMovesKeepOrderDropOnlyMarkedEntriesAndKeepT
     struct stat before {};
     ASSERT_EQ(::stat(QFile::encodeName(path).constData(), &before), 0);
 
-    ASSERT_TRUE(recordtable::compact(path, kLayout, "name").ok());
-    ASSERT_TRUE(recordtable::move(path, work, kLayout, 3, true).ok());
-    ASSERT_TRUE(recordtable::move(path, work, kLayout, 1, true).ok());  // the first cannot go up
-    ASSERT_TRUE(recordtable::move(path, work, kLayout, 3, false).ok()); // the last cannot go down
-    EXPECT_EQ(names(), QStringList({"ONE0", "THREE0", "TWO0"}));
-    EXPECT_EQ(fileBytes().size(), 3 * 17);
-    EXPECT_FALSE(QFile::exists(work));
+    // The entry removed and the one an earlier program marked go together.
+    ASSERT_TRUE(recordtable::remove(path, kLayout, "name", 4).ok());
+    ASSERT_TRUE(recordtable::move(path, kLayout, 2, true).ok());
+    ASSERT_TRUE(recordtable::move(path, kLayout, 1, true).ok());  // the first cannot go up
+    ASSERT_TRUE(recordtable::move(path, kLayout, 2, false).ok()); // the last cannot go down
+    EXPECT_EQ(names(), QStringList({"TWO0", "ONE0"}));
+    EXPECT_EQ(fileBytes().size(), 2 * 17);
     EXPECT_FALSE(QFile::exists(path + QStringLiteral(".NEW")));
     struct stat after {};
     ASSERT_EQ(::stat(QFile::encodeName(path).constData(), &after), 0);
@@ -172,10 +170,9 @@ TEST_F(RecordLayerTest, AFailedOrShortReadRewritesNothing) {
         const Result<QList<Record>> read = recordtable::read(table, kLayout);
         ASSERT_FALSE(read.ok());
         EXPECT_TRUE(read.error().contains(table));
-        EXPECT_FALSE(recordtable::compact(table, kLayout, "name").ok());
-        EXPECT_FALSE(recordtable::move(table, work, kLayout, 1, false).ok());
+        EXPECT_FALSE(recordtable::remove(table, kLayout, "name", 1).ok());
+        EXPECT_FALSE(recordtable::move(table, kLayout, 1, false).ok());
         EXPECT_FALSE(QFile::exists(table + QStringLiteral(".NEW")));
-        EXPECT_FALSE(QFile::exists(work));
     }
     EXPECT_EQ(QFileInfo(path).symLinkTarget(), shortFile);
     EXPECT_TRUE(QFileInfo(directory).isDir());

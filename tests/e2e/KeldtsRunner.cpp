@@ -81,9 +81,12 @@ void KeldtsSandbox::prepare(QProcess& process, const QString& workingDir,
 }
 
 RunResult KeldtsSandbox::run(const QStringList& args, const QString& workingDir,
-                             const QProcessEnvironment& session) const {
+                             const QProcessEnvironment& session,
+                             const std::function<void()>& inChild) const {
     QProcess process;
     prepare(process, workingDir.isEmpty() ? root() : workingDir, session);
+    if (inChild)
+        process.setChildProcessModifier(inChild);
     process.start(QStringLiteral(KELDTS_BINARY), args);
     if (!process.waitForFinished(30000))
         process.kill();

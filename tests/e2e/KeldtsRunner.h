@@ -78,9 +78,10 @@ class KeldtsSandbox {
     quint16 port() const { return port_; }
 
     // Runs keldts to its end in `workingDir` (the sandbox root when empty), with `session`'s
-    // variables over the sandbox's own.
+    // variables over the sandbox's own; `inChild` runs in the child before keldts does.
     RunResult run(const QStringList& args, const QString& workingDir = {},
-                  const QProcessEnvironment& session = {}) const;
+                  const QProcessEnvironment& session = {},
+                  const std::function<void()>& inChild = {}) const;
     QString ctl(const QString& command) const {
         return QString::fromUtf8(run({"ctl", command}, mainDir()).out).trimmed();
     }
