@@ -11,14 +11,31 @@
 
 namespace fileaccess {
 
+namespace {
+
+Failure notAFile(const QString& path, mode_t mode) {
+    const char* kind = S_ISDIR(mode)    ? "a directory"
+                       : S_ISFIFO(mode) ? "a FIFO"
+                       : S_ISSOCK(mode) ? "a socket"
+                                        : "a device";
+    return {QStringLiteral("Cannot use %1: it is %2, not a file").arg(path, QLatin1String(kind))};
+}
+
+} // namespace
+
 Result<int> openRegular(const QString& path, int flags, mode_t mode) {
     // Non-blocking for the open alone: opening a FIFO with no one at its other end must not
     // wait. A regular file behaves the same either way, and gets its blocking mode back.
     const int fd = ::open(QFile::encodeName(path).constData(),
                           flags | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, mode);
-    if (fd < 0)
-        return filewrite::systemFailure(QStringLiteral("open"), path);
     struct stat st {};
+    if (fd < 0) {
+        // A FIFO that nobody reads refuses a writer, and a socket any opener: say what it is.
+        const Failure failure = filewrite::systemFailure(QStringLiteral("open"), path);
+        if (::stat(QFile::encodeName(path).constData(), &st) == 0 && !S_ISREG(st.st_mode))
+            return notAFile(path, st.st_mode);
+        return failure;
+    }
     if (::fstat(fd, &st) != 0) {
         const Failure failure = filewrite::systemFailure(QStringLiteral("look at"), path);
         ::close(fd);
@@ -26,12 +43,7 @@ Result<int> openRegular(const QString& path, int flags, mode_t mode) {
     }
     if (!S_ISREG(st.st_mode)) {
         ::close(fd);
-        const char* kind = S_ISDIR(st.st_mode)    ? "a directory"
-                           : S_ISFIFO(st.st_mode) ? "a FIFO"
-                           : S_ISSOCK(st.st_mode) ? "a socket"
-                                                  : "a device";
-        return Failure{
-            QStringLiteral("Cannot use %1: it is %2, not a file").arg(path, QLatin1String(kind))};
+        return notAFile(path, st.st_mode);
     }
     if (::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK) != 0) {
         const Failure failure = filewrite::systemFailure(QStringLiteral("open"), path);
