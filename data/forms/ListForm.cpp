@@ -150,6 +150,9 @@ void ListForm::report(const Result<>& result, int row) {
         select(row);
         return;
     }
+    // A change that could not finish is worth a line in the pane and the log as well: the box
+    // goes when the sysop closes it.
+    board_.logs.reportError(result.error());
     board_.dialogs.message(kErrorTitle, result.error(), MessageIcon::Stop);
     reload(row);
 }
