@@ -21,6 +21,7 @@ namespace recordfile {
 namespace {
 
 using filewrite::systemFailure;
+using filewrite::writeAt;
 
 off_t offsetOf(int number, int length) {
     return static_cast<off_t>(number - 1) * length;
@@ -57,24 +58,6 @@ Result<> write(const QString& path, int number, const Record& record) {
 }
 
 namespace {
-
-// Writes all of `bytes` at `offset`; false with errno set.
-bool writeAt(int fd, const QByteArray& bytes, off_t offset) {
-    qsizetype done = 0;
-    while (done < bytes.size()) {
-        const ssize_t n = ::pwrite(fd, bytes.constData() + done,
-                                   static_cast<size_t>(bytes.size() - done), offset + done);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0) {
-            if (n == 0)
-                errno = EIO;
-            return false;
-        }
-        done += n;
-    }
-    return true;
-}
 
 // A file of a joint write, open, with what its record's place held before.
 struct Opened {

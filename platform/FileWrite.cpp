@@ -28,11 +28,14 @@ bool keepOwner(int fd, const struct stat& old) {
 
 } // namespace
 
-bool writeAll(int fd, const QByteArray& bytes) {
+namespace {
+
+// Calls `put(from, length, done)` until every byte went; false with errno set.
+template <typename Put> bool putAll(const QByteArray& bytes, Put put) {
     qsizetype done = 0;
     while (done < bytes.size()) {
         const ssize_t n =
-            ::write(fd, bytes.constData() + done, static_cast<size_t>(bytes.size() - done));
+            put(bytes.constData() + done, static_cast<size_t>(bytes.size() - done), done);
         if (n < 0 && errno == EINTR)
             continue;
         if (n <= 0) {
@@ -43,6 +46,20 @@ bool writeAll(int fd, const QByteArray& bytes) {
         done += n;
     }
     return true;
+}
+
+} // namespace
+
+bool writeAll(int fd, const QByteArray& bytes) {
+    return putAll(bytes, [fd](const char* from, size_t length, qsizetype) {
+        return ::write(fd, from, length);
+    });
+}
+
+bool writeAt(int fd, const QByteArray& bytes, off_t offset) {
+    return putAll(bytes, [fd, offset](const char* from, size_t length, qsizetype done) {
+        return ::pwrite(fd, from, length, offset + off_t(done));
+    });
 }
 
 Failure systemFailure(const QString& what, const QString& path) {

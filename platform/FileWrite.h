@@ -5,11 +5,15 @@
 #include <QByteArray>
 #include <QString>
 
+#include <sys/types.h>
+
 // Writing board files so that no crash, full disk or killed process leaves half of one.
 namespace filewrite {
 
 // Writes all of `bytes` to `fd`, over as many writes as it takes; false with errno set.
 bool writeAll(int fd, const QByteArray& bytes);
+// The same at `offset`, leaving the file position alone.
+bool writeAt(int fd, const QByteArray& bytes, off_t offset);
 
 // "Cannot <what> <path>: <the system's reason>", from errno.
 Failure systemFailure(const QString& what, const QString& path);
