@@ -32,7 +32,8 @@ Result<int> openRegular(const QString& path, int flags, mode_t mode) {
     if (fd < 0) {
         // A FIFO that nobody reads refuses a writer, and a socket any opener: say what it is.
         const Failure failure = filewrite::systemFailure(QStringLiteral("open"), path);
-        if (::stat(QFile::encodeName(path).constData(), &st) == 0 && !S_ISREG(st.st_mode))
+        if (::stat(QFile::encodeName(path).constData(), &st) == 0 && !S_ISREG(st.st_mode) &&
+            !S_ISDIR(st.st_mode))
             return notAFile(path, st.st_mode);
         return failure;
     }
