@@ -3,6 +3,8 @@
 #include "platform/FileWrite.h"
 
 #include <QFile>
+#include <QFileInfo>
+#include <QRandomGenerator>
 
 #include <cerrno>
 #include <fcntl.h>
@@ -80,14 +82,35 @@ Result<QByteArray> readSmall(const QString& path, qint64 limit) {
 }
 
 Result<> writeSmall(const QString& path, const QByteArray& bytes) {
-    const Result<int> fd = openRegular(path, O_WRONLY | O_CREAT | O_TRUNC);
-    if (!fd)
-        return failureOf(fd);
-    const bool written = filewrite::writeAll(fd.value(), bytes);
-    const int writeError = errno;
-    if (::close(fd.value()) != 0 || !written) {
-        errno = written ? errno : writeError;
+    const QFileInfo info(path);
+    QString aside;
+    int fd = -1;
+    // A name taken already is someone's guess, or a stale file of a killed write: try another.
+    for (int tries = 0; fd < 0 && tries < 16; ++tries) {
+        aside = info.absolutePath() +
+                QStringLiteral("/.%1.%2")
+                    .arg(info.fileName())
+                    .arg(QRandomGenerator::system()->generate64(), 16, 16, QLatin1Char('0'));
+        fd = ::open(QFile::encodeName(aside).constData(),
+                    O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
+        if (fd < 0 && errno != EEXIST)
+            break;
+    }
+    if (fd < 0)
         return filewrite::systemFailure(QStringLiteral("write"), path);
+    const QByteArray asideName = QFile::encodeName(aside);
+    bool written = filewrite::writeAll(fd, bytes);
+    int writeError = errno;
+    if (::close(fd) != 0 && written) {
+        written = false;
+        writeError = errno;
+    }
+    if (!written || ::rename(asideName.constData(), QFile::encodeName(path).constData()) != 0) {
+        errno = written ? errno : writeError;
+        const Failure failure = filewrite::systemFailure(
+            written ? QStringLiteral("replace") : QStringLiteral("write"), path);
+        ::unlink(asideName.constData());
+        return failure;
     }
     return {};
 }

@@ -15,6 +15,7 @@
 
 #include <arpa/inet.h>
 #include <dirent.h>
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -34,6 +35,21 @@ constexpr int kHangUpGraceMs = 5000;
 
 std::string withCause(const std::string& what) {
     return execsupport::withCause(what, errno);
+}
+
+bool writeAll(int fd, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t n = ::write(fd, bytes.data(), bytes.size());
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0) {
+            if (n == 0)
+                errno = EIO;
+            return false;
+        }
+        bytes.remove_prefix(static_cast<size_t>(n));
+    }
+    return true;
 }
 
 // The inode of the loopback TCP socket whose local port is `localPort` and whose peer is
@@ -111,6 +127,13 @@ int endedWith(pid_t child) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
+// Whether the emulator has ended, leaving its exit status for `endedWith` to collect.
+bool hasEnded(pid_t child) {
+    siginfo_t ended{};
+    return ::waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+           ended.si_pid == child;
+}
+
 int stopEmulator(pid_t child) {
     for (int waited = 0; waited < kHangUpGraceMs; waited += 100) {
         if (const int status = endedWith(child); status >= 0)
@@ -127,7 +150,7 @@ int stopEmulator(pid_t child) {
 int acceptEmulator(int listener, unsigned port, pid_t child) {
     const auto deadline =
         std::chrono::steady_clock::now() + std::chrono::milliseconds(kConnectLimitMs);
-    while (std::chrono::steady_clock::now() < deadline && endedWith(child) < 0) {
+    while (std::chrono::steady_clock::now() < deadline && !hasEnded(child)) {
         pollfd waiting{listener, POLLIN, 0};
         if (::poll(&waiting, 1, 100) <= 0)
             continue;
@@ -190,13 +213,22 @@ int runSerialRelay(int count, char** args) {
     const int listener = listenOnLoopback(&port);
     if (listener < 0)
         return fail(kFailureStatus, withCause("cannot listen on the loopback"));
-    const std::string conf = confDirectory + "/serial-" + std::to_string(::getpid()) + ".conf";
-    {
-        std::ofstream serial(conf);
-        serial << "[serial]\nserial1=nullmodem server:127.0.0.1 port:" << port
-               << " transparent:1 telnet:1\n";
-        if (!serial)
-            return fail(kFailureStatus, "cannot write " + conf);
+    // A name no one can guess and a file that is new, or anyone who may write in the board's
+    // temporary directory could have the configuration written through a link of theirs.
+    std::string conf = confDirectory + "/serial-XXXXXX.conf";
+    const int confFd = ::mkostemps(conf.data(), 5, O_CLOEXEC);
+    if (confFd < 0)
+        return fail(kFailureStatus, withCause("cannot create " + conf));
+    const std::string settings =
+        "[serial]\nserial1=nullmodem server:127.0.0.1 port:" + std::to_string(port) +
+        " transparent:1 telnet:1\n";
+    const bool written = writeAll(confFd, settings);
+    const int writeError = errno;
+    if (::close(confFd) != 0 || !written) {
+        errno = written ? errno : writeError;
+        const int status = fail(kFailureStatus, withCause("cannot write " + conf));
+        ::unlink(conf.c_str());
+        return status;
     }
 
     std::vector<char*> argv(args + i + 1, args + count);

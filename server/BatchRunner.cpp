@@ -1,7 +1,7 @@
 #include "server/BatchRunner.h"
 
 #include "data/Board.h"
-#include "platform/FileWrite.h"
+#include "platform/FileAccess.h"
 #include "platform/NodeHost.h"
 #include "server/DosCommand.h"
 
@@ -34,7 +34,7 @@ Result<> BoardBatchRunner::run(const QString& dosPath, const QStringList& argume
 
 Result<> writeAndRunBatch(const Board& board, BatchRunner& runner, const QString& name,
                           const QByteArray& text, BatchRunner::Style style) {
-    if (Result<> written = filewrite::replace(board.filePath("main", name), text); !written)
+    if (Result<> written = fileaccess::writeSmall(board.filePath("main", name), text); !written)
         return written;
     return runner.run(board.sysPaths.text("main") + QLatin1Char('\\') + name, {}, style);
 }

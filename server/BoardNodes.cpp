@@ -4,6 +4,7 @@
 
 #include "data/FileHelpers.h"
 #include "platform/DosPath.h"
+#include "platform/FileAccess.h"
 #include "platform/ProcessTree.h"
 #include "server/NodeFiles.h"
 
@@ -12,18 +13,6 @@
 #include <QFileInfo>
 
 #include <unistd.h>
-
-namespace {
-
-bool writeFile(const QString& path, const QByteArray& bytes) {
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) &&
-           file.write(bytes) == bytes.size() && file.flush();
-}
-
-// A program Linux can start by itself: an executable file, or a script with its "#!" line.
-
-} // namespace
 
 BoardNodes::BoardNodes(Board& board, BoardLogs& logs, NodeHost& host)
     : board_(board), logs_(logs), windows_(host), table_(board, windows_, logs) {}
@@ -39,8 +28,10 @@ bool BoardNodes::killProcessTree(qint64 pid) {
 bool BoardNodes::writeTcpipCfg(const QString& handle, int node, const QString& ip,
                                const QString& hostName) {
     const qint64 uptime = board_.startTime.secsTo(board_.clock.now());
-    return writeFile(board_.filePath("temp", QStringLiteral("N%1\\TCPIP.CFG").arg(node)),
-                     nodefiles::tcpipCfg({handle, ip, hostName, uptime}, board_.clock.now()));
+    return fileaccess::writeSmall(
+               board_.filePath("temp", QStringLiteral("N%1\\TCPIP.CFG").arg(node)),
+               nodefiles::tcpipCfg({handle, ip, hostName, uptime}, board_.clock.now()))
+        .ok();
 }
 
 QStringList BoardNodes::nodeCommand(int node, const QString& handle, QString* error) {
@@ -58,9 +49,10 @@ QStringList BoardNodes::nodeCommand(int node, const QString& handle, QString* er
                                     cfg.i16("netfossbuffer"),
                                     cfg.i16("netfossdelay"),
                                     board_.mainConfig.i16("logoffbat")};
-    if (!writeFile(board_.filePath("main", batch),
-                   nodefiles::nodeBatch(info, board_.clock.now()))) {
-        *error = QStringLiteral("Cannot write %1").arg(joinDosPath(mainDos, batch));
+    if (Result<> written = fileaccess::writeSmall(board_.filePath("main", batch),
+                                                  nodefiles::nodeBatch(info, board_.clock.now()));
+        !written) {
+        *error = written.error();
         return {};
     }
     return dosCommand(board_, joinDosPath(mainDos, batch), {}, node, handle, error);

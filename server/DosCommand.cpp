@@ -2,20 +2,17 @@
 
 #include "data/Board.h"
 #include "platform/DosBoxProfile.h"
-#include "platform/FileWrite.h"
+#include "platform/FileAccess.h"
 
 #include <QCoreApplication>
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 
 namespace {
 
 bool startsDirectly(const QString& path) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return false;
-    return file.read(2) == "#!" || QFileInfo(path).isExecutable();
+    const Result<QByteArray> start = fileaccess::readSmall(path, 2);
+    return start && (start.value() == "#!" || QFileInfo(path).isExecutable());
 }
 
 // The built-in profile. Its configuration lies in the board's temporary directory, one for each
@@ -28,8 +25,8 @@ QStringList dosBoxCommand(const Board& board, const QString& dosPath, const QStr
     const QString config = board.filePath("temp", QStringLiteral("DOSBOX\\%1.CNF").arg(name));
     const Result<> written =
         QDir().mkpath(QFileInfo(config).path())
-            ? filewrite::replace(config,
-                                 dosbox::configuration(board.platform.drives, dosPath, arguments))
+            ? fileaccess::writeSmall(
+                  config, dosbox::configuration(board.platform.drives, dosPath, arguments))
             : Result<>(Failure{QStringLiteral("Cannot create %1").arg(QFileInfo(config).path())});
     if (!written) {
         *error = written.error();

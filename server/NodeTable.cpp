@@ -4,7 +4,7 @@
 #include "data/TextHelpers.h"
 #include "data/records/BoardFiles.h"
 #include "data/records/Channels.h"
-#include "platform/FileWrite.h"
+#include "platform/FileAccess.h"
 #include "platform/NodeHost.h"
 #include "server/NodeFiles.h"
 
@@ -14,6 +14,9 @@
 
 #include <algorithm>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace {
 
 constexpr int kHighestNode = 100;
@@ -21,32 +24,32 @@ const QString kIdleAction = QStringLiteral("Waiting...");
 
 // Up to `limit` lines of a small text file. A state file is a handful of short lines; a huge
 // one is garbage and only its start is looked at.
-bool readLines(const QString& path, int limit, QStringList* lines) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return false;
-    const QString text = QString::fromLatin1(file.read(4096));
-    lines->clear();
+Result<QStringList> readLines(const QString& path, int limit) {
+    const Result<QByteArray> bytes = fileaccess::readSmall(path, 4096);
+    if (!bytes)
+        return failureOf(bytes);
+    const QString text = QString::fromLatin1(bytes.value());
+    QStringList lines;
     qsizetype start = 0;
-    while (start < text.size() && lines->size() < limit) {
+    while (start < text.size() && lines.size() < limit) {
         qsizetype end = start;
         while (end < text.size() && text[end] != u'\r' && text[end] != u'\n')
             ++end;
-        lines->append(text.mid(start, end - start));
+        lines.append(text.mid(start, end - start));
         if (end < text.size() && text[end] == u'\r')
             ++end;
         if (end < text.size() && text[end] == u'\n')
             ++end;
         start = end;
     }
-    return true;
+    return lines;
 }
 
 bool writeLines(const QString& path, const QStringList& lines) {
     QByteArray bytes;
     for (const QString& line : lines)
         bytes += line.toLatin1() + "\r\n";
-    return filewrite::replace(path, bytes).ok();
+    return fileaccess::writeSmall(path, bytes).ok();
 }
 
 bool removeIfPresent(const QString& path) {
@@ -103,10 +106,13 @@ qint64 NodeTable::getNodeWindow(int node) {
     const QString state = stateFilePath(node);
     const bool started = QFileInfo::exists(state);
     if (handle == 0 && started) {
-        QStringList lines;
-        if (!readLines(state, 3, &lines) || lines.size() < 2)
+        const Result<QStringList> lines = readLines(state, 3);
+        if (!lines) {
+            // Not a node of ours, then: the watchdog clears it like any other stale one.
+            logs_.reportError(lines.error());
             return 0;
-        return leadingNumber(lines.last());
+        }
+        return lines->size() < 2 ? 0 : leadingNumber(lines->last());
     }
     if (handle > 0 && !started) {
         // A node that outlived a restart of the server, or was started by hand under the
@@ -125,10 +131,8 @@ qint64 NodeTable::getNodeWindow(int node) {
 }
 
 qint64 NodeTable::getNodeProcessId(int node) {
-    QStringList lines;
-    if (!readLines(stateFilePath(node), 1, &lines) || lines.isEmpty())
-        return 0;
-    return leadingNumber(lines.first());
+    const Result<QStringList> lines = readLines(stateFilePath(node), 1);
+    return lines && !lines->isEmpty() ? leadingNumber(lines->first()) : 0;
 }
 
 bool NodeTable::isNodeInUse(int node) {
@@ -234,9 +238,20 @@ void NodeTable::refreshNodeList() {
     const int max = maxChannel();
     const int length = controlLayout().length;
     // One open for the whole pass, read and write, so that a missing file is created.
-    QFile file(controlPath());
-    if (!file.open(QIODevice::ReadWrite))
+    const Result<int> opened = fileaccess::openRegular(controlPath(), O_RDWR | O_CREAT);
+    if (!opened) {
+        // The list is refreshed every round; the same fault is told once.
+        if (opened.error() != listProblem_)
+            logs_.reportError(opened.error());
+        listProblem_ = opened.error();
         return;
+    }
+    listProblem_.clear();
+    QFile file;
+    if (!file.open(opened.value(), QIODevice::ReadWrite, QFile::AutoCloseHandle)) {
+        ::close(opened.value());
+        return;
+    }
     const qint64 highest = file.size() / length - 1;
     if (highest < max) {
         QByteArray idle;

@@ -76,4 +76,5 @@ class NodeTable : public QObject {
     NodeHost& host_;
     LogSinks& logs_;
     QStringList rows_;
+    QString listProblem_; // why CONTROL.DAT could not be opened for the list, last time
 };

@@ -233,6 +233,33 @@ TEST(HandOverTest, AWrongTokenGetsNothingAndLeavesTheOfferOpen) {
     EXPECT_EQ(server.pendingOffers(), 1);
 }
 
+// The relay's configuration lies in the board's temporary directory, where anyone of the board's
+// group can put a link at a name they guessed from the relay's process number.
+TEST(SerialRelayTest, TheEmulatorsConfigurationIsANewFileWhateverWasPlantedForIt) {
+    QTemporaryDir confDir, elsewhere;
+    const QString outside = elsewhere.filePath("theirs");
+    QFile planted(outside);
+    ASSERT_TRUE(planted.open(QIODevice::WriteOnly) && planted.write("outside") == 7);
+    planted.close();
+    const QString seen = confDir.filePath("seen");
+    // The shell becomes the relay and keeps its process number; the "emulator" keeps a copy of
+    // the configuration it was given.
+    QProcess relay;
+    relay.start("/bin/sh",
+                {"-c",
+                 "ln -s \"$1\" \"$2/serial-$$.conf\" && exec 3</dev/null && exec \"$3\" "
+                 "--serial-relay 3 --conf-dir \"$2\" -- /bin/sh -c 'cat \"$3\" > \"$1\"' "
+                 "emulator \"$4\"",
+                 "sh", outside, confDir.path(), QStringLiteral(NODE_EXEC_HELPER), seen});
+    ASSERT_TRUE(relay.waitForFinished(10000));
+    EXPECT_EQ(relay.exitCode(), 0) << "an emulator that ended at once is no relay's failure";
+    QFile copy(seen);
+    ASSERT_TRUE(copy.open(QIODevice::ReadOnly)) << relay.readAllStandardError().toStdString();
+    EXPECT_TRUE(copy.readAll().startsWith("[serial]\nserial1=nullmodem server:127.0.0.1 port:"));
+    ASSERT_TRUE(planted.open(QIODevice::ReadOnly));
+    EXPECT_EQ(planted.readAll(), QByteArray("outside"));
+}
+
 TEST(ProcessNodeHostTest, NodesRunDetachedWithOnlyTheirSocketAndOnlyLiveOnesAreFound) {
     QTemporaryDir runtime, board;
     ProcessNodeHost host(runtime.path(), board.path());

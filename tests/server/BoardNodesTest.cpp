@@ -59,6 +59,31 @@ TEST_F(BoardNodesTest, ADosBatchRunsThroughTheRunnerTemplateOrFailsAndHangsUp) {
     ::close(request.socketFd);
 }
 
+// Whoever shares the board's group could put a link at the name of a file made for a node, to
+// have the server overwrite a file of theirs choosing.
+TEST_F(BoardNodesTest, FilesMadeForANodeReplaceALinkPlantedAtTheirName) {
+    tb.board->serverConfig.setI16("autoload", 1);
+    tb.board->platform.dosRun = QStringLiteral("dosbox");
+    const QStringList names{"TEMP/N3/TCPIP.CFG", "KTSN3.BAT", "TEMP/DOSBOX/N3-KTSN3.BAT.CNF",
+                            "TEMP/KELDTS.3"};
+    QStringList outside;
+    for (const QString& name : names)
+        outside << tb.plantLink(name);
+    EXPECT_TRUE(nodes.writeTcpipCfg(QStringLiteral("8"), 3, QStringLiteral("10.0.0.9"),
+                                    QStringLiteral("caller.example")));
+    host.nextStart = {5, 55, {}};
+    ::close(launch(3, QStringLiteral("8")));
+    ASSERT_EQ(host.launches.size(), 1);
+    EXPECT_TRUE(host.launches.first().command.contains(tb.file(names[2])));
+    ::close(host.launches.first().socketFd);
+    for (qsizetype i = 0; i < names.size(); ++i)
+        EXPECT_TRUE(tb.linkReplaced(names[i], outside[i])) << names[i].toStdString();
+    EXPECT_TRUE(tb.read(names[0]).startsWith("8\r\n10.0.0.9\r\ncaller.example\r\n"));
+    EXPECT_TRUE(tb.read(names[1]).startsWith("@ECHO OFF\r\n"));
+    EXPECT_TRUE(tb.read(names[2]).contains("CALL KTSN3.BAT\n"));
+    EXPECT_TRUE(tb.read(names[3]).startsWith("55\r\n0\r\n5\r\n8\r\n"));
+}
+
 // Freeing a node whose window went, and sparing the others, is seen end to end.
 TEST_F(BoardNodesTest, TheWatchdogAsksTheHostOnceARoundAdoptsPastGapsAndLooksOnlyAtTelnetNodes) {
     const auto title = [](int node) { return QStringLiteral("Node[%1] - KELDTS").arg(node); };

@@ -40,7 +40,9 @@ TEST_F(ConsoleJobsTest, LocalLoginRunsTheBoardOnNodeZeroUnlessSomeoneIsOnIt) {
     EXPECT_FALSE(QFile::exists(tb.file("KTSLLGN.BAT")));
 
     tb.setNodeAction(0, QString(), QString(), 0);
+    const QString outside = tb.plantLink("KTSLLGN.BAT");
     EXPECT_EQ(said(&ConsoleJobs::localLogin), "local login started");
+    EXPECT_TRUE(tb.linkReplaced("KTSLLGN.BAT", outside));
     ASSERT_EQ(runner.runs.size(), 1u);
     EXPECT_EQ(runner.runs[0], (RecordingRunner::Run{QStringLiteral("C:\\KELD\\KTSLLGN.BAT"),
                                                     BatchRunner::Style::Normal}));

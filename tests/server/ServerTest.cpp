@@ -71,6 +71,7 @@ class ServerTest : public ::testing::Test {
 
 TEST_F(ServerTest, AnAdmittedCallerIsGreetedLoggedAndHandedToTheNode) {
     t.board->serverConfig.setI16("beeponconnect", 1);
+    const QString outside = t.plantLink("DOOR32.SYS");
     Caller caller(server.listeningPort());
     QElapsedTimer clock;
     clock.start();
@@ -93,6 +94,7 @@ TEST_F(ServerTest, AnAdmittedCallerIsGreetedLoggedAndHandedToTheNode) {
     EXPECT_EQ(t.read("DOOR32.SYS"),
               "2\r\n" + handle.toLatin1() +
                   "\r\n115200\r\nKELDTS\r\n1\r\nBBS User\r\nBBS User\r\n1\r\n1\r\n1\r\n");
+    EXPECT_TRUE(t.linkReplaced("DOOR32.SYS", outside));
     const QByteArray dashes(40, '-');
     EXPECT_EQ(t.read("DATA/BBS.LOG"),
               dashes +

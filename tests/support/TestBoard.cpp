@@ -8,6 +8,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QRandomGenerator>
 
 #include <gtest/gtest.h>
@@ -41,6 +42,21 @@ void TestBoard::write(const QString& name, const QByteArray& bytes) const {
     QFile f(file(name));
     EXPECT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
     f.write(bytes);
+}
+
+QString TestBoard::plantLink(const QString& name) const {
+    const QString target = outside_.filePath(QString(name).replace(QLatin1Char('/'), u'-'));
+    QFile f(target);
+    EXPECT_TRUE(f.open(QIODevice::WriteOnly) && f.write("outside") == 7);
+    EXPECT_TRUE(QDir().mkpath(QFileInfo(file(name)).path()));
+    EXPECT_TRUE(QFile::link(target, file(name))) << name.toStdString();
+    return target;
+}
+
+bool TestBoard::linkReplaced(const QString& name, const QString& outside) const {
+    QFile f(outside);
+    return f.open(QIODevice::ReadOnly) && f.readAll() == "outside" &&
+           !QFileInfo(file(name)).isSymLink() && QFileInfo(file(name)).isFile();
 }
 
 Record TestBoard::record(const RecordLayout& layout, const QString& name) const {

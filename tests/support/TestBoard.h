@@ -22,6 +22,12 @@ class TestBoard {
     QString file(const QString& name) const { return mainDir_ + QLatin1Char('/') + name; }
     QByteArray read(const QString& name) const;
     void write(const QString& name, const QByteArray& bytes) const;
+    // A symbolic link at `name`, as any member of the board's group could plant one, to a file
+    // outside the board that holds "outside"; returns that file's path.
+    QString plantLink(const QString& name) const;
+    // Whether what was written at `name` since replaced the link planted there to `outside`
+    // instead of writing through it.
+    bool linkReplaced(const QString& name, const QString& outside) const;
 
     // Loads the board's settings as the server does at start; they must load.
     void loadSettings();
@@ -49,5 +55,6 @@ class TestBoard {
   private:
     QString previousDir_;
     QTemporaryDir dir_;
+    QTemporaryDir outside_;
     QString mainDir_;
 };
