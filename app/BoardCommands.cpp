@@ -245,8 +245,10 @@ int runUsers(int argc, char** argv) {
     if (!here)
         return 2;
     if (reindex) {
-        if (Result<> rebuilt = useraccounts::rebuildIndex(here->board, terminalProgress());
-            !rebuilt) {
+        Result<> rebuilt = tablecommand::writable(here->board.path(userIndexLayout()));
+        if (rebuilt)
+            rebuilt = useraccounts::rebuildIndex(here->board, terminalProgress());
+        if (!rebuilt) {
             printLine(stderr, rebuilt.error());
             return 2;
         }

@@ -10,6 +10,7 @@
 #include "data/TimeRules.h"
 #include "data/UserAccounts.h"
 #include "data/UserRows.h"
+#include "data/UserRules.h"
 #include "data/records/BoardFiles.h"
 #include "data/records/TextLines.h"
 #include "platform/Wildcard.h"
@@ -61,6 +62,13 @@ std::optional<Question> wildcardDeletion(const Record& trigger) {
                                    "the trigger.\nThis will delete any file that meets the "
                                    "wildcard and could be dangerous.\nDo you want to proceed?")};
 }
+
+// The time left is a rule over the time used and the daily time, not a field.
+const Derived kTimeLeft{{"timeleft", "Time Left:", 1, nullptr, formtable::Control::Number},
+                        [](const Record& user, QDate today) {
+                            return QString::number(userrules::timeLeft(user, today));
+                        },
+                        &userrules::setTimeLeft};
 
 std::optional<Question> userDeletion(const Record& user) {
     return Question{
@@ -241,23 +249,24 @@ const ListTable kTables[] = {
      [](const Board& board, int, const QString&) -> Rows {
          return std::make_unique<UserRows>(board);
      },
-     &useraccounts::rowColumns, 0, false, false, false, "fraUsers", nullptr, &userDeletion},
+     &useraccounts::rowColumns, 0, false, false, false, "fraUsers", nullptr, &userDeletion,
+     &userIndexLayout(), &kTimeLeft},
 };
 
 bool isFunctionBlock(const ListTable& table) {
     return table.fileName[0] == '*';
 }
 
-// The number in a numbered file's name, when `name` is one of `table`'s; 0 when it is not.
-int numberIn(const ListTable& table, const QString& name) {
+// The number in a numbered file's name, when `name` is one of `table`'s, as it is written
+// there; empty when it is not.
+QString numberIn(const ListTable& table, const QString& name) {
     const QString pattern = QLatin1String(table.fileName);
     const qsizetype at = pattern.indexOf(QLatin1Char('n'));
     const QRegularExpression numbered(QStringLiteral("^%1([0-9]{1,3})%2$")
                                           .arg(QRegularExpression::escape(pattern.left(at)),
                                                QRegularExpression::escape(pattern.mid(at + 1))),
                                       QRegularExpression::CaseInsensitiveOption);
-    const QRegularExpressionMatch match = numbered.match(name);
-    return match.hasMatch() ? match.captured(1).toInt() : 0;
+    return numbered.match(name).captured(1);
 }
 
 } // namespace
@@ -306,11 +315,20 @@ Result<Opened> open(const Board& board, const QString& fileName) {
                 return Opened{&table, table.rows(board, 0, name)};
             continue;
         }
-        const int number = numberIn(table, name);
+        const QString digits = numberIn(table, name);
+        const int number = digits.toInt();
         const int highest =
             pattern.startsWith(QLatin1String("ROOM")) ? RoomRows::kRooms : kSections;
-        if (number >= 1 && number <= highest)
-            return Opened{&table, table.rows(board, number, name)};
+        if (number < 1 || number > highest)
+            continue;
+        // The DOS programs write the number without leading zeros; another spelling is another
+        // file, which no program reads.
+        if (digits != QString::number(number))
+            return Failure{
+                QStringLiteral("%1 is no board file; the file of number %2 is %3")
+                    .arg(fileName, QString::number(number),
+                         QString(pattern).replace(QLatin1Char('n'), QString::number(number)))};
+        return Opened{&table, table.rows(board, number, name)};
     }
     return Failure{QStringLiteral("%1 is no table that can be edited here; these are: %2")
                        .arg(fileName, names().join(QStringLiteral(", ")))};

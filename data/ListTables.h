@@ -3,6 +3,7 @@
 #include "data/FormTable.h"
 #include "data/TableRows.h"
 
+#include <QDate>
 #include <QString>
 
 #include <memory>
@@ -15,6 +16,18 @@ class Board;
 // and its edit form are called, how a row reads, and what stands behind the rows. The forms and
 // the command line both start from here.
 namespace listtables {
+
+// A box of an edit form that stands for no field of its own but for a rule over the row's
+// fields, such as the user's time left.
+struct Derived {
+    formtable::Entry entry;
+    // What the box shows of the row.
+    QString (*shown)(const Record& row, QDate today);
+    // Puts what the sysop typed back into the fields of `edited`, `current` being the row as
+    // it stands on disk and `shown` what the box showed.
+    void (*store)(const Record& current, Record& edited, const QString& shown,
+                  const QString& typed);
+};
 
 struct ListTable {
     // The file's DOS name; "n" stands for the number of a numbered file ("TEXTn.DAT") and "*"
@@ -40,6 +53,9 @@ struct ListTable {
     std::optional<Question> (*confirmation)(const Record& edited) = nullptr;
     // What the sysop is asked before a row is deleted, where a delete is asked about.
     std::optional<Question> (*removal)(const Record& row) = nullptr;
+    // A file that every change of a row writes as well: the user index.
+    const RecordLayout* alsoWritten = nullptr;
+    const Derived* derived = nullptr;
 };
 
 std::span<const ListTable> all();

@@ -3,11 +3,18 @@
 #include "data/Board.h"
 #include "data/FieldCodec.h"
 #include "data/ListTables.h"
+#include "data/TableRowSource.h"
+#include "data/TextHelpers.h"
 #include "platform/AllOrNone.h"
+#include "platform/FileAccess.h"
 
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace tablecommand {
 
@@ -58,11 +65,34 @@ QString json(const QJsonValue& value) {
     return QString::fromUtf8(document.toJson(QJsonDocument::Indented));
 }
 
-// What the form shows, a FIELD=VALUE line a field, in the form `set` takes back.
-QString formLines(const formtable::Table& form, const Record& record) {
+// A field may hold any byte, and a terminal takes some as commands: control characters are
+// shown as `cat -v` shows them, so that no value can move the cursor or forge a line.
+QString printable(const QString& text) {
+    QString shown;
+    for (QChar c : text) {
+        if (c.category() != QChar::Other_Control)
+            shown += c;
+        else if (c.unicode() < 0x20)
+            shown += QLatin1Char('^') + QChar(c.unicode() + 0x40);
+        else
+            shown += QStringLiteral("^?");
+    }
+    return shown;
+}
+
+QString line(const QString& text) {
+    return printable(text) + QLatin1Char('\n');
+}
+
+// What the form shows, a FIELD=VALUE line a box, in the form `set` takes back.
+QString formLines(const formtable::Table& form, const Record& record,
+                  const listtables::Derived* derived = nullptr, QDate today = {}) {
     QString text;
     for (const formtable::Entry& entry : form.entries)
-        text += QStringLiteral("%1=%2\n").arg(nameOf(entry.field), fieldcodec::show(entry, record));
+        text += line(nameOf(entry.field) + QLatin1Char('=') + fieldcodec::show(entry, record));
+    if (derived)
+        text +=
+            line(nameOf(derived->entry.field) + QLatin1Char('=') + derived->shown(record, today));
     return text;
 }
 
@@ -77,18 +107,24 @@ struct Assignment {
     const formtable::Entry* entry;
     QString value;
 };
-Result<QList<Assignment>> assignments(const formtable::Table& form, const QStringList& words) {
+Result<QList<Assignment>> assignments(const formtable::Table& form, const QStringList& words,
+                                      const listtables::Derived* derived = nullptr) {
     QList<Assignment> all;
     for (const QString& word : words) {
         const qsizetype equals = word.indexOf(QLatin1Char('='));
         const QString name = word.left(equals);
         const formtable::Entry* found = nullptr;
         QStringList known;
-        for (const formtable::Entry& entry : form.entries) {
-            const QString field = nameOf(entry.field);
+        std::vector<const formtable::Entry*> boxes;
+        for (const formtable::Entry& entry : form.entries)
+            boxes.push_back(&entry);
+        if (derived)
+            boxes.push_back(&derived->entry);
+        for (const formtable::Entry* entry : boxes) {
+            const QString field = nameOf(entry->field);
             known << field;
             if (equals > 0 && field.compare(name, Qt::CaseInsensitive) == 0)
-                found = &entry;
+                found = entry;
         }
         if (equals <= 0)
             return Failure{QStringLiteral("%1 is no FIELD=VALUE").arg(word)};
@@ -102,17 +138,50 @@ Result<QList<Assignment>> assignments(const formtable::Table& form, const QStrin
     return all;
 }
 
-RecordSource::Edit applying(const formtable::Table& form, const QList<Assignment>& values) {
-    return [&form, values](const Record& current) -> Result<Record> {
+// The values put into the row as the form puts what is typed in its boxes, the derived box's
+// last, by its rule over the fields the others set.
+RecordSource::Edit applying(const formtable::Table& form, const QList<Assignment>& values,
+                            const listtables::Derived* derived = nullptr, QDate today = {}) {
+    return [&form, values, derived, today](const Record& current) -> Result<Record> {
         Record record = current;
+        const QString shown = derived ? derived->shown(current, today) : QString();
+        QString typed = shown;
         for (const Assignment& assignment : values) {
-            if (Result<> stored = fieldcodec::store(*assignment.entry, record, assignment.value,
-                                                    form.refuseOverflow);
-                !stored)
+            if (derived && assignment.entry == &derived->entry) {
+                if (Result<> taken = fieldcodec::typeable(derived->entry, assignment.value, shown);
+                    !taken)
+                    return failureOf(taken);
+                typed = assignment.value;
+            } else if (Result<> stored = fieldcodec::store(*assignment.entry, record,
+                                                           assignment.value, form.refuseOverflow);
+                       !stored) {
                 return failureOf(stored);
+            }
         }
+        if (derived)
+            derived->store(current, record, shown, typed);
         return record;
     };
+}
+
+// A value the form's rules turned into another (capitals, a capped or rounded number, letters
+// in order) is said, so that a script learns what the file holds.
+QStringList turned(const QList<Assignment>& values, const Record& stored,
+                   const listtables::Derived* derived) {
+    QStringList notes;
+    for (const Assignment& assignment : values) {
+        const formtable::Entry& entry = *assignment.entry;
+        // A check box or a combo takes several words for one value; only a box's text is kept.
+        if (entry.control == formtable::Control::Flag || entry.control == formtable::Control::Combo)
+            continue;
+        const QString kept = derived && &entry == &derived->entry
+                                 ? QString::number(toInt16(assignment.value))
+                                 : fieldcodec::show(entry, stored);
+        if (kept != assignment.value)
+            notes << QStringLiteral("%1=%2 was stored as %3")
+                         .arg(nameOf(entry.field), assignment.value, kept);
+    }
+    return notes;
 }
 
 // The row of the entry the sysop calls `word`.
@@ -128,9 +197,14 @@ Result<int> rowOf(TableRows& rows, const QList<Record>& records, const QString& 
 
 class Command {
   public:
-    Command(const ListTable& table, TableRows& rows) : table_(table), rows_(rows) {}
+    Command(const Board& board, const ListTable& table, TableRows& rows)
+        : board_(board), table_(table), rows_(rows) {}
 
     Result<QString> run(const QString& verb, const QStringList& args) {
+        const bool looks = verb == QLatin1String("list") || verb == QLatin1String("show") ||
+                           (verb == QLatin1String("head") && args.isEmpty());
+        if (Result<> allowed = looks ? Result<>() : mayChange(); !allowed)
+            return failureOf(allowed);
         if (verb == QLatin1String("head"))
             return head(args);
         const Result<QList<Record>> records = rows_.read();
@@ -139,7 +213,7 @@ class Command {
         if (verb == QLatin1String("list") && args.size() <= 1)
             return list(records.value(), wantsJson(args));
         if (verb == QLatin1String("insert") && args.isEmpty())
-            return insert();
+            return insert(int(records->size()));
         if (verb == QLatin1String("compress") && args.isEmpty())
             return done(rows_.compress());
         if (args.isEmpty())
@@ -158,7 +232,22 @@ class Command {
         return usageFailure();
     }
 
+    // What the form's rules made of the values given, a line each.
+    const QStringList& notes() const { return notes_; }
+
   private:
+    Result<> mayChange() const {
+        QStringList paths{board_.filePath(rows_.layout().directory, rows_.name())};
+        if (table_.alsoWritten)
+            paths << board_.path(*table_.alsoWritten);
+        for (const QString& path : paths) {
+            if (Result<> allowed = writable(path); !allowed)
+                return allowed;
+        }
+        return {};
+    }
+    QDate today() const { return board_.clock.now().date(); }
+
     static bool wantsJson(const QStringList& args) {
         return args.size() == 1 && args.first() == QLatin1String("--json");
     }
@@ -179,35 +268,53 @@ class Command {
                 array.append(toJson(records.at(row), rows_.numberOf(row)));
             return json(array);
         }
-        QString text = listtables::listCaption(table_, count, rows_.name()) + QLatin1Char('\n');
+        QString text = line(listtables::listCaption(table_, count, rows_.name()));
         for (int row = 0; row < count; ++row)
-            text += listtables::rowText(table_, records.at(row), rows_.numberOf(row), count) +
-                    QLatin1Char('\n');
+            text += line(listtables::rowText(table_, records.at(row), rows_.numberOf(row), count));
         return text;
     }
 
     Result<QString> show(const Record& record, int row, bool asJson) const {
         if (asJson)
             return json(toJson(record, rows_.numberOf(row)));
-        return formLines(table_.form(), record);
+        return formLines(table_.form(), record, table_.derived, today());
     }
 
     // With "--yes" among the words, what the edit form would ask is taken as answered Yes.
     Result<QString> set(const Record& current, int row, QStringList words) {
         const bool confirmed = words.removeAll(QStringLiteral("--yes")) > 0;
-        const Result<QList<Assignment>> values = assignments(table_.form(), words);
+        const Result<QList<Assignment>> values = assignments(table_.form(), words, table_.derived);
         if (!values)
             return failureOf(values);
-        const RecordSource::Edit edit = applying(table_.form(), values.value());
-        if (table_.confirmation && !confirmed) {
-            const Result<Record> edited = edit(current);
-            if (!edited)
-                return failureOf(edited);
-            if (std::optional<Question> question = table_.confirmation(edited.value()))
+        const RecordSource::Edit edit =
+            applying(table_.form(), values.value(), table_.derived, today());
+        // The edit form's own checks and question, from the source it saves through.
+        const TableRowSource source(rows_, row, QLatin1String(table_.kind), table_.confirmation);
+        const Result<Record> edited = edit(current);
+        if (!edited)
+            return failureOf(edited);
+        if (Result<> acceptable = source.check(edited.value()); !acceptable)
+            return failureOf(acceptable);
+        // A row left as it was is not written: a text line would come out in the table's own
+        // spelling.
+        if (edited->bytes() == current.bytes())
+            return QString();
+        if (!confirmed) {
+            if (std::optional<Question> question = source.confirmation(edited.value()))
                 return Failure{question->text.replace(QLatin1Char('\n'), QLatin1Char(' ')) +
                                QStringLiteral(" (add --yes to proceed)")};
         }
-        return done(rows_.edit(row, edit));
+        Record stored = edited.value();
+        const Result<> changed = rows_.edit(row, [&edit, &stored](const Record& now) {
+            Result<Record> result = edit(now);
+            if (result)
+                stored = result.value();
+            return result;
+        });
+        if (!changed)
+            return failureOf(changed);
+        notes_ = turned(values.value(), stored, table_.derived);
+        return QString();
     }
 
     // What the list form asks before a delete, "--yes" answers.
@@ -222,7 +329,13 @@ class Command {
         return done(rows_.remove(row));
     }
 
-    Result<QString> insert() {
+    Result<QString> insert(int count) {
+        // A file that a DOS program filled past the limit is told as it is.
+        if (count > rows_.limit() && rows_.limit() > 0)
+            return Failure{QStringLiteral("%1 holds %2 entries, and inserts stop at %3")
+                               .arg(rows_.name())
+                               .arg(count)
+                               .arg(rows_.limit())};
         const Result<int> row = rows_.insertNew();
         if (!row)
             return failureOf(row);
@@ -251,11 +364,24 @@ class Command {
         return done(rows_.editHead(applying(*form, values.value())));
     }
 
+    const Board& board_;
     const ListTable& table_;
     TableRows& rows_;
+    QStringList notes_;
 };
 
 } // namespace
+
+Result<> writable(const QString& path) {
+    if (!QFileInfo::exists(path))
+        return {};
+    const Result<int> fd = fileaccess::openRegular(path, O_WRONLY);
+    if (!fd)
+        return Failure{QStringLiteral("%1 cannot be changed (%2)")
+                           .arg(QFileInfo(path).fileName(), fd.error())};
+    ::close(fd.value());
+    return {};
+}
 
 QString usage() {
     return QStringLiteral(
@@ -285,11 +411,14 @@ Outcome run(const Board& board, const QStringList& words, const PassProgress& pr
         return {2, {}, opened.error() + QLatin1Char('\n')};
     TableRows& rows = *opened->rows;
     rows.setProgress(progress);
-    Command command(*opened->table, rows);
+    Command command(board, *opened->table, rows);
     const Result<QString> result = command.run(words.at(1), words.mid(2));
     if (!result)
-        return {2, {}, aboutFile(rows.name(), result.error()) + QLatin1Char('\n')};
-    return {0, result.value(), {}};
+        return {2, {}, line(aboutFile(rows.name(), result.error()))};
+    QString notes;
+    for (const QString& note : command.notes())
+        notes += line(aboutFile(rows.name(), note));
+    return {0, result.value(), notes};
 }
 
 } // namespace tablecommand

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "data/Progress.h"
+#include "platform/Result.h"
 
 #include <QString>
 #include <QStringList>
@@ -22,5 +23,10 @@ struct Outcome {
 Outcome run(const Board& board, const QStringList& words, const PassProgress& progress = {});
 
 QString usage();
+
+// Refused, naming the file, when `path` is there and may not be written; a missing file is the
+// change's to make. Asked before anything changes: a table rewritten beside a read-only file
+// would otherwise take its place.
+Result<> writable(const QString& path);
 
 } // namespace tablecommand
