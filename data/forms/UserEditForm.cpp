@@ -2,13 +2,19 @@
 
 #include "data/AccessFlags.h"
 #include "data/Board.h"
+#include "data/FieldCodec.h"
 #include "data/ListTables.h"
+#include "data/RecordTable.h"
 #include "data/TextHelpers.h"
 #include "data/TimeRules.h"
+#include "data/UserAccounts.h"
 #include "data/UserRows.h"
 #include "data/forms/KeyFilterValidator.h"
+#include "data/records/BoardFiles.h"
+#include "platform/Dialogs.h"
 
 #include <QComboBox>
+#include <QFileInfo>
 #include <QFormLayout>
 #include <QGroupBox>
 #include <QLabel>
@@ -21,7 +27,10 @@
 
 namespace {
 
-const formtable::Entry kTimeLeft{"timeleft", "Time Left:", 1, nullptr, formtable::Control::Number};
+// The user table's box for the time left, with the rule that keeps it.
+const listtables::Derived& timeLeftRule() {
+    return *listtables::named("USERFILE.DAT").derived;
+}
 
 // The counts as the sysop reads them: with thousands separators.
 QString count(qint64 value) {
@@ -62,8 +71,8 @@ UserEditForm::UserEditForm(TableRows& rows, int row, Board& board, QWidget* pare
     age_->setObjectName(QStringLiteral("lblUserAge"));
     pageRows(0)->addRow(age_);
     timeLeft_->setObjectName(QStringLiteral("timeleft"));
-    timeLeft_->setValidator(new KeyFilterValidator(kTimeLeft, timeLeft_));
-    pageRows(1)->insertRow(2, QLatin1String(kTimeLeft.label), timeLeft_);
+    timeLeft_->setValidator(new KeyFilterValidator(timeLeftRule().entry, timeLeft_));
+    pageRows(1)->insertRow(2, QLatin1String(timeLeftRule().entry.label), timeLeft_);
     ratio_->setObjectName(QStringLiteral("lblratiovalue"));
     pageRows(1)->addRow(ratio_);
     profiles_->setObjectName(QStringLiteral("quickvalidate"));
@@ -87,6 +96,14 @@ UserEditForm::UserEditForm(TableRows& rows, int row, Board& board, QWidget* pare
         counts_.append(label);
     }
     connect(editor(), &RecordEditor::changed, this, &UserEditForm::showComputed);
+    // The index is made on the first OK even when the user as saved did not change.
+    connect(this, &RecordDialog::saved, this, [this] {
+        if (QFileInfo::exists(board_.path(userIndexLayout())))
+            return;
+        if (Result<> rebuilt = useraccounts::rebuildIndex(board_); !rebuilt)
+            board_.dialogs.message(QStringLiteral("KELDTS - Error"), rebuilt.error(),
+                                   MessageIcon::Stop);
+    });
 }
 
 UserEditForm* UserEditForm::openOn(Board& board, int number, QWidget* parent) {
@@ -106,11 +123,7 @@ bool UserEditForm::load() {
     if (!ListEditForm::load())
         return false;
     const Record& user = editor()->loaded();
-    // The time used counts for the day of the last call only.
-    const bool calledToday =
-        user.text("laston") == board_.clock.now().date().toString(QStringLiteral("yyMMdd"));
-    timeLeftShown_ = QString::number(calledToday ? user.i16("maxtime") - user.i16("timeused")
-                                                 : user.i16("maxtime"));
+    timeLeftShown_ = timeLeftRule().shown(user, board_.clock.now().date());
     timeLeft_->setText(timeLeftShown_);
     const QList<qint64> figures{user.i32("totalcalls"), user.i32("totaltime"),
                                 user.i32("totalposts"), user.i32("totalemails"),
@@ -145,8 +158,10 @@ void UserEditForm::showComputed() {
 void UserEditForm::fillProfiles() {
     profiles_->clear();
     profiles_->addItems({QStringLiteral("Choose..."), QStringLiteral("Reset to Original Values")});
-    const listtables::ListTable& table = listtables::named("QUICKVAL.CFG");
-    const Result<QList<Record>> profiles = table.rows(board_, 0, {})->read();
+    // Read as it is: only the profiles' own editor makes the file, and a missing one offers no
+    // profile, where nine made of zeros would each take a user's level away.
+    const Result<QList<Record>> profiles =
+        recordtable::read(board_.path(quickValidateLayout()), quickValidateLayout());
     profileRecords_ = profiles ? profiles.value() : QList<Record>();
     for (const Record& profile : profileRecords_)
         profiles_->addItem(QStringLiteral("SL=%1: TL=%2  Access Flags=%3")
@@ -171,10 +186,12 @@ void UserEditForm::chooseProfile(int index) {
 
 Result<Record> UserEditForm::applyEdits(const Record& base) const {
     Result<Record> edited = ListEditForm::applyEdits(base);
-    // The time left is what the sysop sets; what a node counted meanwhile stays unless he did.
-    const bool maxTimeChanged = edited && edited->i16("maxtime") != base.i16("maxtime");
-    if (edited && (timeLeft_->text() != timeLeftShown_ || maxTimeChanged))
-        edited->setI16("timeused",
-                       static_cast<qint16>(edited->i16("maxtime") - toInt16(timeLeft_->text())));
+    if (!edited)
+        return edited;
+    if (Result<> taken =
+            fieldcodec::typeable(timeLeftRule().entry, timeLeft_->text(), timeLeftShown_);
+        !taken)
+        return failureOf(taken);
+    timeLeftRule().store(base, edited.value(), timeLeftShown_, timeLeft_->text());
     return edited;
 }

@@ -170,6 +170,18 @@ TEST_F(ListFormTest, TheEditFormChangesTheSelectedRowWhileTheListWaits) {
     EXPECT_EQ(form.selectedRow(), 1);
 }
 
+// OK on a row the sysop did not change writes nothing: a line as a DOS editor spelt it stays.
+TEST_F(ListFormTest, AnUnchangedRowIsNotWritten) {
+    const QByteArray line = "IRC.Example.NET   6667  8\r\n";
+    tb.write("IRC-S.CFG", line);
+    const listtables::ListTable& irc = listtables::named("IRC-S.CFG");
+    const std::unique_ptr<TableRows> lines = irc.rows(*tb.board, 0, {});
+    ListEditForm edit(irc, *lines, 0, *tb.board);
+    ASSERT_TRUE(edit.load());
+    click(&edit, "cmdOK");
+    EXPECT_EQ(tb.read("IRC-S.CFG"), line);
+}
+
 // A trigger that deletes whatever its wildcard matches is stored only after a Yes.
 TEST_F(ListFormTest, AWildcardDeletionIsStoredOnlyAfterAYes) {
     const listtables::ListTable& triggers = listtables::named("KELDTSTR.DAT");

@@ -132,6 +132,20 @@ TEST_F(UserFormsTest, AValidationProfileSetsLevelTimeAndFlagsAndResetTakesThemBa
     EXPECT_EQ(child(&form, "accflags")->text(), "");
 }
 
+// Opening the form writes nothing: a missing profile file stays missing, and offers no profile.
+// An OK that changes nothing still makes a missing index.
+TEST_F(UserFormsTest, OpeningWritesNothingAndOkMakesAMissingIndex) {
+    const QString profiles = tb.board->path(quickValidateLayout());
+    ASSERT_FALSE(QFile::exists(profiles));
+    UserEditForm form(rows, 0, *tb.board);
+    ASSERT_TRUE(form.load());
+    EXPECT_FALSE(QFile::exists(profiles));
+    EXPECT_EQ(child<QComboBox>(&form, "quickvalidate")->count(), 2);
+    child<QPushButton>(&form, "cmdOK")->click();
+    EXPECT_FALSE(QFile::exists(profiles));
+    EXPECT_EQ(recordtable::read(tb.board->path(userIndexLayout()), userIndexLayout())->size(), 3);
+}
+
 // Delete asks first and runs away from the event loop; compress is offered only for a free
 // last user; the find box jumps to a match as it is typed.
 TEST_F(UserFormsTest, TheListDeletesAfterAYesCompressesTheTailAndFinds) {
