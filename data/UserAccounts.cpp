@@ -6,11 +6,17 @@
 #include "data/RecordTable.h"
 #include "data/TextHelpers.h"
 #include "data/records/BoardFiles.h"
+#include "platform/AllOrNone.h"
 #include "platform/Cp437.h"
+#include "platform/Descriptor.h"
 #include "platform/FileAccess.h"
 #include "platform/FileWrite.h"
+#include "platform/HeldFile.h"
 
 #include <QFileInfo>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace useraccounts {
 
@@ -74,6 +80,24 @@ PurgedMail purged(const QList<Record>& messages, QByteArray store, int user, boo
     return result;
 }
 
+// Mail files as read, or as written: the records, and the texts they point into.
+struct MailFiles {
+    QByteArray records;
+    QByteArray texts;
+};
+
+// A purged user has nothing left to scan in that base.
+Result<> zeroScan(const Board& board, int user, const QString& base, const PassProgress& progress,
+                  const QString& step) {
+    report(progress, step, 1, 1);
+    const QString scanPath = board.filePath("db", base + QStringLiteral(".QSC"));
+    if (!QFileInfo::exists(scanPath) || user < 1)
+        return {};
+    Record zero(mailScanLayout());
+    zero.clear();
+    return recordfile::write(scanPath, user, zero);
+}
+
 } // namespace
 
 Record newUser() {
@@ -93,29 +117,34 @@ Record newUser() {
     return user;
 }
 
-bool isFree(const Record& user) {
+bool isAvailable(const Record& user) {
     return user.i16("securitylevel") == 0;
+}
+
+bool isCompressible(const Record& user) {
+    return user.i16("securitylevel") <= 0;
 }
 
 QString rowColumns(const Record& user) {
     const QString row = padString(user.text("handle"), 23) + QStringLiteral(" - ") +
                         QString::number(user.i16("securitylevel")).rightJustified(3) +
                         QStringLiteral("  ");
-    if (isFree(user))
+    if (isAvailable(user))
         return row + QStringLiteral("(AVAILABLE)");
     const QString laston = user.text("laston");
     return row + laston.mid(0, 2) + QLatin1Char('.') + laston.mid(2, 2) + QLatin1Char('.') +
            laston.mid(4, 2);
 }
 
-Result<> writeIndexEntry(const Board& board, int user, const QByteArray& realName,
-                         const QByteArray& handle) {
+Result<> putUser(const Board& board, int number, const Record& user, const QByteArray& realName,
+                 const QByteArray& handle) {
     Record entry(userIndexLayout());
     entry.clear();
     entry.setStr("realname", realName);
     entry.setStr("handle", handle);
-    entry.setI16("usernumber", static_cast<qint16>(user));
-    return recordfile::write(board.path(userIndexLayout()), user, entry);
+    entry.setI16("usernumber", static_cast<qint16>(number));
+    return recordfile::writeTogether({{board.path(userIndexLayout()), number, &entry},
+                                      {board.path(userLayout()), number, &user}});
 }
 
 Result<> rebuildIndex(const Board& board, const PassProgress& progress) {
@@ -148,43 +177,66 @@ Result<> purgeUserMail(const Board& board, int user, const QString& base, bool b
     // programs have always expected exactly that of this tool.
     const QString storePath = board.filePath("db", QStringLiteral("EMAIL.BIN"));
     const QString step = QStringLiteral("Purging %1.DAT").arg(base);
+    if (!QFileInfo::exists(datPath))
+        return {};
+    // Held across the replace: a node that writes through a descriptor it opened before writes
+    // there, and what it wrote is found by comparing.
+    const HeldFile dat(datPath);
+    std::optional<HeldFile> bin;
+    if (QFileInfo::exists(binPath))
+        bin.emplace(binPath);
+    const auto readBoth = [&]() -> Result<MailFiles> {
+        MailFiles files;
+        for (const auto& [file, bytes] :
+             {std::pair{&dat, &files.records}, {bin ? &*bin : nullptr, &files.texts}}) {
+            if (!file)
+                continue;
+            Result<QByteArray> read = file->readAll();
+            if (!read)
+                return failureOf(read);
+            *bytes = std::move(read).value();
+        }
+        return files;
+    };
+    Result<MailFiles> seen = readBoth();
+    if (!seen)
+        return failureOf(seen);
+    if (seen->records.size() < mailLayout().length)
+        return {};
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
-        const Result<QByteArray> datBytes = readWhole(datPath);
-        if (!datBytes)
-            return failureOf(datBytes);
-        if (datBytes->size() < mailLayout().length)
-            return {};
-        const Result<QByteArray> store =
-            QFileInfo::exists(binPath) ? readWhole(storePath) : Result<QByteArray>(QByteArray());
+        Result<QByteArray> store = !bin                   ? Result<QByteArray>(QByteArray())
+                                   : storePath == binPath ? Result<QByteArray>(seen->texts)
+                                                          : readWhole(storePath);
         if (!store)
             return failureOf(store);
-        const QByteArray text =
-            store->left(store->indexOf('\0') < 0 ? store->size() : store->indexOf('\0'));
-        PurgedMail result = purged(recordtable::recordsOf(datBytes.value(), mailLayout()), text,
-                                   user, bySender, progress, step);
+        const qsizetype end = store->indexOf('\0');
+        const PurgedMail result =
+            purged(recordtable::recordsOf(seen->records, mailLayout()),
+                   store->left(end < 0 ? store->size() : end), user, bySender, progress, step);
         if (!result.changed)
+            return zeroScan(board, user, base, progress, step);
+        const MailFiles written{recordtable::join(result.kept), result.store + "\r\n"};
+        if (Result<> replaced = allornone::replace(
+                board.journalPath(), {{datPath, written.records}, {binPath, written.texts}});
+            !replaced)
+            return replaced;
+        // A node that wrote after the files were read wrote to the ones just replaced: purge
+        // again from what they hold now, as long as nobody has written to the new ones yet.
+        Result<MailFiles> now = readBoth();
+        if (!now)
+            return failureOf(now);
+        if (now->records == seen->records && now->texts == seen->texts)
+            return zeroScan(board, user, base, progress, step);
+        const Result<QByteArray> recordsNow = readWhole(datPath), textsNow = readWhole(binPath);
+        if (!recordsNow || !textsNow || recordsNow.value() != written.records ||
+            textsNow.value() != written.texts)
             break;
-        // A node that wrote mail meanwhile would lose it to our copy: read it all again.
-        const Result<QByteArray> datNow = readWhole(datPath);
-        const Result<QByteArray> storeNow =
-            QFileInfo::exists(binPath) ? readWhole(storePath) : Result<QByteArray>(QByteArray());
-        if (!datNow || !storeNow || datNow.value() != datBytes.value() ||
-            storeNow.value() != store.value())
-            continue;
-        if (Result<> written = filewrite::replace(datPath, recordtable::join(result.kept));
-            !written)
-            return written;
-        if (Result<> written = filewrite::replace(binPath, result.store + "\r\n"); !written)
-            return written;
-        break;
+        seen = std::move(now);
     }
-    report(progress, step, 1, 1);
-    const QString scanPath = board.filePath("db", base + QStringLiteral(".QSC"));
-    if (!QFileInfo::exists(scanPath) || user < 1)
-        return {};
-    Record zero(mailScanLayout());
-    zero.clear();
-    return recordfile::write(scanPath, user, zero);
+    return Failure{QStringLiteral("Cannot finish purging %1.DAT of user %2: node programs wrote to "
+                                  "it meanwhile; look at its latest messages")
+                       .arg(base)
+                       .arg(user)};
 }
 
 Result<> filterHandles(const Board& board, int user) {
@@ -205,12 +257,9 @@ Result<> filterHandles(const Board& board, int user) {
     if (!dropped)
         return {};
     kept.chop(1);
-    const QString work = board.filePath("temp", QStringLiteral("HANDLES.TMP"));
-    if (Result<> parked = filewrite::replace(work, kept); !parked)
-        return parked;
-    if (Result<> written = filewrite::replace(path, kept); !written)
-        return written;
-    return filehelpers::removeFile(work);
+    // Written beside the file and renamed over it, not through a copy in the temporary
+    // directory, which may lie on another file system.
+    return filewrite::replace(path, kept);
 }
 
 Result<> purgeUserFiles(const Board& board, int user, const PassProgress& progress) {
@@ -251,38 +300,52 @@ Result<> purgeUserFiles(const Board& board, int user, const PassProgress& progre
 
 Result<int> compress(const Board& board, const PassProgress& progress) {
     const QString step = QStringLiteral("Compressing the user file");
-    int count = -1;
-    // The first `count` records, or nothing to do when there are no more.
-    const auto firstRecords =
-        [&count](const QList<Record>& records) -> std::optional<recordtable::Rearrangement> {
-        if (count >= records.size())
-            return std::nullopt;
-        recordtable::Rearrangement kept{records.mid(0, count), {}};
-        for (qsizetype i = 0; i < records.size(); ++i)
-            kept.placeOfOld.append(i < count ? int(i) : -1);
-        return kept;
-    };
-    const auto withoutFreeTail = [&](const QList<Record>& users) {
-        qsizetype last = users.size();
-        while (last > 0 && users.at(last - 1).i16("securitylevel") <= 0)
-            --last;
-        count = int(last);
-        report(progress, step, 1, 2);
-        return firstRecords(users);
-    };
-    if (Result<> users =
-            recordtable::rewrite(board.path(userLayout()), userLayout(), withoutFreeTail);
-        !users)
+    const QString path = board.path(userLayout());
+    const int length = userLayout().length;
+    const Result<int> opened = fileaccess::openRegular(path, O_RDWR);
+    if (!opened)
+        return failureOf(opened);
+    Descriptor fd(opened.value());
+    const Result<QList<Record>> users = readUsers(board);
+    if (!users)
         return failureOf(users);
+    qsizetype count = users->size();
+    while (count > 0 && isCompressible(users->at(count - 1)))
+        --count;
+    report(progress, step, 1, 2);
+    // A node may have taken one of the free numbers since they were read: the tail is read
+    // again, through the descriptor that cuts it, just before it goes.
+    const Result<qint64> size = recordfile::size(path);
+    if (!size)
+        return failureOf(size);
+    QByteArray tail(qsizetype(size.value() - count * length), Qt::Uninitialized);
+    if (::pread(fd.get(), tail.data(), size_t(tail.size()), off_t(count) * length) != tail.size())
+        return filewrite::systemFailure(QStringLiteral("read"), path);
+    for (const Record& user : recordtable::recordsOf(tail, userLayout())) {
+        if (!isCompressible(user))
+            return Failure{QStringLiteral("%1 changed while it was compressed; nothing was "
+                                          "dropped")
+                               .arg(path)};
+    }
+    if (count < users->size() && ::ftruncate(fd.get(), off_t(count) * length) != 0)
+        return filewrite::systemFailure(QStringLiteral("shorten"), path);
     // The index follows to the same count, whatever it held past it.
     const QString indexPath = board.path(userIndexLayout());
-    if (count >= 0 && QFileInfo::exists(indexPath)) {
-        if (Result<> index = recordtable::rewrite(indexPath, userIndexLayout(), firstRecords);
-            !index)
+    const Result<qint64> indexSize =
+        QFileInfo::exists(indexPath) ? recordfile::size(indexPath) : Result<qint64>(0);
+    if (!indexSize)
+        return failureOf(indexSize);
+    const qint64 indexLength = qint64(count) * userIndexLayout().length;
+    if (indexSize.value() > indexLength) {
+        const Result<int> index = fileaccess::openRegular(indexPath, O_WRONLY);
+        if (!index)
             return failureOf(index);
+        Descriptor indexFd(index.value());
+        if (::ftruncate(indexFd.get(), off_t(indexLength)) != 0)
+            return filewrite::systemFailure(QStringLiteral("shorten"), indexPath);
     }
     report(progress, step, 1, 1);
-    return std::max(count, 0);
+    return int(count);
 }
 
 QList<int> find(const QList<Record>& users, const QString& text) {

@@ -21,15 +21,18 @@ inline constexpr char kDeletedHandle[] = "!-*<DELETED>*-!";
 
 // A user as the node programs' new-user code leaves him, before anyone has filled him in.
 Record newUser();
-// "(AVAILABLE)" marks a free number.
-bool isFree(const Record& user);
+// A number the user list marks "(AVAILABLE)": at level 0.
+bool isAvailable(const Record& user);
+// A number at the end that compress may give back: at level 0 or below.
+bool isCompressible(const Record& user);
 
 // What the user list shows of a user after his number: handle, security level and last call.
 QString rowColumns(const Record& user);
 
-// Writes entry `user` of USERFILE.IDX in place.
-Result<> writeIndexEntry(const Board& board, int user, const QByteArray& realName,
-                         const QByteArray& handle);
+// Writes user `number` of USERFILE.DAT and his entry of USERFILE.IDX, with `realName` and
+// `handle`, in place: both or neither.
+Result<> putUser(const Board& board, int number, const Record& user, const QByteArray& realName,
+                 const QByteArray& handle);
 // Writes USERFILE.IDX anew from USERFILE.DAT, one entry per record.
 Result<> rebuildIndex(const Board& board, const PassProgress& progress = {});
 
@@ -37,14 +40,17 @@ Result<> rebuildIndex(const Board& board, const PassProgress& progress = {});
 // his lines of HANDLES.UIP, his votes, and his own files.
 Result<> purgeUserFiles(const Board& board, int user, const PassProgress& progress = {});
 // Drops the messages of `base` (EMAIL, SNTEMAIL, ONELINE) to `user`, or from him when
-// `bySender`, with their texts, and moves every other message's text to where it now lies.
+// `bySender`, with their texts, and moves every other message's text to where it now lies. The
+// records and their texts are replaced together; mail a node adds meanwhile is kept, and a purge
+// that nodes keep overtaking fails rather than lose it.
 Result<> purgeUserMail(const Board& board, int user, const QString& base, bool bySender,
                        const PassProgress& progress = {});
 // Drops the lines of HANDLES.UIP whose second field is `user`.
 Result<> filterHandles(const Board& board, int user);
 
-// Drops the free numbers at the end of USERFILE.DAT and USERFILE.IDX; nothing else moves.
-// Gives the count left.
+// Drops the free numbers at the end of USERFILE.DAT and USERFILE.IDX; nothing else moves. The
+// files are cut short where they are, never replaced, as node programs hold them open. Gives the
+// count left.
 Result<int> compress(const Board& board, const PassProgress& progress = {});
 
 // The users whose handle or real name holds `text`, case-blind, as numbers.

@@ -46,10 +46,9 @@ Result<int> UserRows::insertNew() {
     if (count.value() >= limit())
         return Failure{QStringLiteral("USERFILE.DAT holds as many users as it can")};
     const int number = count.value() + 1;
-    if (Result<> written = recordfile::write(path(), number, useraccounts::newUser()); !written)
+    if (Result<> written = useraccounts::putUser(board_, number, useraccounts::newUser(), "'", "");
+        !written)
         return failureOf(written);
-    if (Result<> indexed = useraccounts::writeIndexEntry(board_, number, "'", ""); !indexed)
-        return failureOf(indexed);
     // A number that compress gave back may still have mail and votes of its last owner.
     if (Result<> purged = useraccounts::purgeUserFiles(board_, number, progress()); !purged)
         return failureOf(purged);
@@ -65,12 +64,10 @@ Result<> UserRows::remove(int row) {
     user->setI32("accflags", 0);
     user->setI16("securitylevel", 0);
     user->setI16("maxtime", 1);
-    if (Result<> written = recordfile::write(path(), number, user.value()); !written)
+    if (Result<> written = useraccounts::putUser(
+            board_, number, user.value(), user->str("realname"), useraccounts::kDeletedHandle);
+        !written)
         return written;
-    if (Result<> indexed = useraccounts::writeIndexEntry(board_, number, user->str("realname"),
-                                                         useraccounts::kDeletedHandle);
-        !indexed)
-        return indexed;
     return useraccounts::purgeUserFiles(board_, number, progress());
 }
 
@@ -86,14 +83,12 @@ Result<> UserRows::edit(int row, const RecordSource::Edit& edit) {
     const Result<Record> edited = edit(current.value());
     if (!edited)
         return failureOf(edited);
-    if (Result<> written = recordfile::write(path(), number, edited.value()); !written)
-        return written;
     if (!QFileInfo::exists(board_.path(userIndexLayout()))) {
         if (Result<> rebuilt = useraccounts::rebuildIndex(board_, progress()); !rebuilt)
             return rebuilt;
     }
-    return useraccounts::writeIndexEntry(board_, number, edited->str("realname"),
-                                         edited->str("handle"));
+    return useraccounts::putUser(board_, number, edited.value(), edited->str("realname"),
+                                 edited->str("handle"));
 }
 
 Result<> UserRows::compress() {

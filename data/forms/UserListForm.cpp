@@ -3,6 +3,7 @@
 #include "data/Board.h"
 #include "data/ListTables.h"
 #include "data/UserAccounts.h"
+#include "data/UserRows.h"
 #include "data/forms/UserEditForm.h"
 
 #include <QHBoxLayout>
@@ -67,7 +68,7 @@ void UserListForm::updateButtons() {
     ListForm::updateButtons();
     const int count = model().rowCount();
     delete_->setEnabled(count > 0);
-    compress_->setEnabled(count > 0 && model().record(count - 1).i16("securitylevel") <= 0);
+    compress_->setEnabled(count > 0 && useraccounts::isCompressible(model().record(count - 1)));
 }
 
 void UserListForm::findNext(bool fromCurrent) {
@@ -121,8 +122,11 @@ void UserListForm::runPass(std::function<Result<>(TableRows& rows)> change, int 
         button->setEnabled(false);
     if (progressView_)
         progressView_->showProgress(QStringLiteral("KELD - User Editor"));
-    TableRows& rows = model().rows();
-    rows.setProgress([form = QPointer<UserListForm>(this)](const QString& step, int percent) {
+    // The pass resolves its paths on a thread of its own while the minute tick may rewrite the
+    // board's paths here: it works on a copy of the board taken before it starts.
+    auto pinned = std::make_shared<const Board>(board());
+    auto rows = std::make_shared<UserRows>(*pinned);
+    rows->setProgress([form = QPointer<UserListForm>(this)](const QString& step, int percent) {
         QMetaObject::invokeMethod(
             form,
             [form, step, percent] {
@@ -133,12 +137,11 @@ void UserListForm::runPass(std::function<Result<>(TableRows& rows)> change, int 
             Qt::QueuedConnection);
     });
     auto outcome = std::make_shared<Result<>>();
-    pass_ =
-        QThread::create([&rows, change = std::move(change), outcome] { *outcome = change(rows); });
+    pass_ = QThread::create(
+        [pinned, rows, change = std::move(change), outcome] { *outcome = change(*rows); });
     connect(pass_, &QThread::finished, this, [this, outcome, row] {
         pass_->deleteLater();
         pass_ = nullptr;
-        model().rows().setProgress({});
         if (progressView_)
             progressView_->hideProgress();
         setBusy(false);

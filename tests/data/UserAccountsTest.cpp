@@ -13,6 +13,9 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 namespace {
 
 class UserAccountsTest : public ::testing::Test {
@@ -154,26 +157,109 @@ TEST_F(UserAccountsTest, APurgeKeepsEveryOtherMessageTextWhereItsRecordNowPoints
     EXPECT_EQ(readFile(db("SNTEMAIL.DAT")), message(4, 8, 5, 6).bytes());
 }
 
-TEST_F(UserAccountsTest, ANodeWritingAnotherUserDuringACompressLosesNothing) {
+TEST_F(UserAccountsTest, NodeWritesDuringAndAfterACompressLoseNothing) {
     makeUsers({10, 20, 30, 0, 0});
     // The node program has the file open, as it does while its caller is on.
     QFile node(path(userLayout()));
     ASSERT_TRUE(node.open(QIODevice::ReadWrite));
+    const auto nodeWrites = [&node](int number, const Record& user) {
+        node.seek(qint64(number - 1) * userLayout().length);
+        node.write(user.bytes());
+        node.flush();
+    };
     Record changed = users().at(2);
     changed.setI32("totalcalls", 4242);
-    bool written = false;
-    const Result<int> left = useraccounts::compress(*board.board, [&](const QString&, int) {
-        if (written)
-            return;
-        written = true;
-        node.seek(2 * userLayout().length);
-        node.write(changed.bytes());
-        node.flush();
-    });
-    ASSERT_TRUE(written);
+    int passes = 0;
+    const auto writingDuringThePass = [&](const Record& user, int number) {
+        return [&, user, number](const QString&, int) {
+            if (passes++ == 0)
+                nodeWrites(number, user);
+        };
+    };
+    const Result<int> left = useraccounts::compress(*board.board, writingDuringThePass(changed, 3));
     EXPECT_EQ(left.value(), 3);
     EXPECT_EQ(users().size(), 3);
+    EXPECT_EQ(index().size(), 3);
     EXPECT_EQ(users().at(2).i32("totalcalls"), 4242);
+    // Its descriptor still leads to the file everyone else reads.
+    changed.setI32("totalcalls", 4343);
+    nodeWrites(3, changed);
+    EXPECT_EQ(users().at(2).i32("totalcalls"), 4343);
+
+    // A new caller takes a free number at the end while compress runs: he stays.
+    ASSERT_TRUE(rows.insertNew().ok());
+    ASSERT_TRUE(rows.insertNew().ok());
+    Record newcomer = users().at(3);
+    newcomer.setI16("securitylevel", 10);
+    passes = 0;
+    EXPECT_FALSE(useraccounts::compress(*board.board, writingDuringThePass(newcomer, 4)).ok());
+    ASSERT_EQ(users().size(), 5);
+    EXPECT_EQ(users().at(3).i16("securitylevel"), 10);
+}
+
+// A node adds mail while a purge runs, through the descriptors it opened before: the purge
+// either keeps every message it added, its text where the record points, or says it could not
+// finish; it never drops one and reports success.
+TEST_F(UserAccountsTest, MailANodeAddsDuringAPurgeIsKeptOrThePurgeFails) {
+    QByteArray records, store;
+    for (int n = 0; n < 2000; ++n) {
+        const QByteArray text = "text " + QByteArray::number(n) + "\r\n";
+        records += message(9, n % 2 ? 2 : 5, int(store.size()) + 1, int(text.size())).bytes();
+        store += text;
+    }
+    writeFile(db("EMAIL.DAT"), records);
+    writeFile(db("EMAIL.BIN"), store);
+    for (int round = 0; round < 5; ++round) {
+        SCOPED_TRACE(round);
+        const pid_t child = ::fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            // The node's descriptors, opened before the purge begins to write.
+            QFile dat(db("EMAIL.DAT")), bin(db("EMAIL.BIN"));
+            if (!dat.open(QIODevice::ReadWrite) || !bin.open(QIODevice::ReadWrite))
+                ::_exit(3);
+            for (int n = 0; n < 40; ++n) {
+                const QByteArray text = "node " + QByteArray::number(round * 100 + n) + "\r\n";
+                const qint64 at = bin.size();
+                bin.seek(at);
+                bin.write(text);
+                bin.flush();
+                dat.seek(dat.size() - dat.size() % mailLayout().length);
+                dat.write(message(7, 5, int(at) + 1, int(text.size())).bytes());
+                dat.flush();
+                ::usleep(200);
+            }
+            ::_exit(0);
+        }
+        const Result<> purged =
+            useraccounts::purgeUserMail(*board.board, 2, QStringLiteral("EMAIL"), false);
+        int status = -1;
+        ASSERT_EQ(::waitpid(child, &status, 0), child);
+        ASSERT_EQ(status, 0);
+        if (!purged.ok()) {
+            EXPECT_TRUE(purged.error().contains("EMAIL.DAT")) << purged.error().toStdString();
+            continue;
+        }
+        const QByteArray bin = readFile(db("EMAIL.BIN"));
+        int found = 0;
+        const QList<Record> mails = recordtable::read(db("EMAIL.DAT"), mailLayout()).value();
+        for (const Record& mail : mails) {
+            const QByteArray text = bin.mid(mail.i32("textoffset") - 1, mail.i32("textlength"));
+            EXPECT_NE(mail.i32("touser"), 2);
+            if (mail.i32("fromuser") == 7 &&
+                text == "node " + QByteArray::number(round * 100 + found) + "\r\n")
+                ++found;
+        }
+        EXPECT_EQ(found, 40) << "the purge said it was done, but lost what a node wrote";
+        // The next round purges the same user again, whose mail is gone already: new mail to
+        // him keeps each round a real purge.
+        QFile dat(db("EMAIL.DAT")), texts(db("EMAIL.BIN"));
+        ASSERT_TRUE(dat.open(QIODevice::Append) && texts.open(QIODevice::Append));
+        for (int n = 0; n < 500; ++n) {
+            dat.write(message(9, 2, int(texts.size()) + 1, 4).bytes());
+            texts.write("gone");
+        }
+    }
 }
 
 TEST_F(UserAccountsTest, AnEditWritesItsUserInPlaceAndMakesAMissingIndex) {
