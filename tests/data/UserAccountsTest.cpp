@@ -218,8 +218,8 @@ TEST_F(UserAccountsTest, MailANodeAddsDuringAPurgeIsKeptOrThePurgeFails) {
             QFile dat(db("EMAIL.DAT")), bin(db("EMAIL.BIN"));
             if (!dat.open(QIODevice::ReadWrite) || !bin.open(QIODevice::ReadWrite))
                 ::_exit(3);
-            for (int n = 0; n < 40; ++n) {
-                const QByteArray text = "node " + QByteArray::number(round * 100 + n) + "\r\n";
+            for (int n = 0; n < 40 * (round + 1); ++n) {
+                const QByteArray text = "node " + QByteArray::number(round * 1000 + n) + "\r\n";
                 const qint64 at = bin.size();
                 bin.seek(at);
                 bin.write(text);
@@ -247,10 +247,11 @@ TEST_F(UserAccountsTest, MailANodeAddsDuringAPurgeIsKeptOrThePurgeFails) {
             const QByteArray text = bin.mid(mail.i32("textoffset") - 1, mail.i32("textlength"));
             EXPECT_NE(mail.i32("touser"), 2);
             if (mail.i32("fromuser") == 7 &&
-                text == "node " + QByteArray::number(round * 100 + found) + "\r\n")
+                text == "node " + QByteArray::number(round * 1000 + found) + "\r\n")
                 ++found;
         }
-        EXPECT_EQ(found, 40) << "the purge said it was done, but lost what a node wrote";
+        EXPECT_EQ(found, 40 * (round + 1))
+            << "the purge said it was done, but lost what a node wrote";
         // The next round purges the same user again, whose mail is gone already: new mail to
         // him keeps each round a real purge.
         QFile dat(db("EMAIL.DAT")), texts(db("EMAIL.BIN"));

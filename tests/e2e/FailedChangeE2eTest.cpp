@@ -84,7 +84,7 @@ class FailedChangeE2e : public E2eTest {
         ASSERT_NE(result.exitCode, 99) << "the test could not set up the child";
         EXPECT_EQ(result.exitCode, 2) << result.err.toStdString();
         EXPECT_EQ(result.err.count('\n'), 1) << result.err.toStdString();
-        EXPECT_EQ(differences(before, snapshotOf(sandbox.boardDir())), QStringList());
+        EXPECT_EQ(differences(before, snapshotOf(sandbox.boardDir())).join(' ').toStdString(), "");
     }
 };
 
