@@ -6,11 +6,11 @@
 #include "data/SystemConfig.h"
 #include "data/records/BoardFiles.h"
 #include "platform/Cp437.h"
+#include "platform/FileAccess.h"
 #include "platform/FileWrite.h"
 #include "server/TelnetInput.h"
 
 #include <QDir>
-#include <QFile>
 #include <QRandomGenerator>
 
 #include <functional>
@@ -322,10 +322,9 @@ class DemoNode {
     }
 
     static QStringList readLines(const QString& path) {
-        QFile f(path);
-        if (!f.open(QIODevice::ReadOnly))
-            return {};
-        return QString::fromLatin1(f.read(64 * 1024)).split(QStringLiteral("\r\n"));
+        const Result<QByteArray> text = fileaccess::readSmall(path, 64 * 1024);
+        return text ? QString::fromLatin1(text.value()).split(QStringLiteral("\r\n"))
+                    : QStringList();
     }
 
     int node_;

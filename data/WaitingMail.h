@@ -1,6 +1,7 @@
 #pragma once
 
 #include "data/RecordLayout.h"
+#include "platform/Result.h"
 
 #include <QString>
 #include <QtEndian>
@@ -23,9 +24,10 @@ template <typename T> class MailField {
 
 // Files in the layout of EMAIL.DAT are read in large blocks and walked record by record until
 // `visit` says stop. A partial record at the end is a node program's write in progress
-// and is left out. Returns false when the file cannot be read.
-bool forEachMailRecord(const QString& path, const std::function<bool(const char* record)>& visit);
+// and is left out. A file not there yet holds no records; one that is no file, or cannot be
+// read, is a failure that names it.
+Result<> forEachMailRecord(const QString& path,
+                           const std::function<bool(const char* record)>& visit);
 
-// Mail that waits for `user`: addressed to him, delivered and not yet read. What cannot be
-// read counts as no mail, so a broken mail base shows what was found before the break.
-int countWaitingMail(const Board& board, int user);
+// Mail that waits for `user`: addressed to him, delivered and not yet read.
+Result<int> countWaitingMail(const Board& board, int user);

@@ -6,6 +6,7 @@
 #include "data/SystemConfig.h"
 #include "data/TextHelpers.h"
 #include "data/WaitingMail.h"
+#include "platform/FileAccess.h"
 #include "platform/FileWrite.h"
 #include "server/RunState.h"
 
@@ -183,9 +184,12 @@ void StatusPanel::showPagerState() {
 }
 
 void StatusPanel::readStatistics() {
-    Result<Record> read = readStatisticsFile(board_.path(statisticsLayout()));
+    const QString path = board_.path(statisticsLayout());
+    Result<Record> read = readStatisticsFile(path);
     if (read)
         view_.statistics = std::move(read).value();
+    else if (QFileInfo::exists(path)) // a board with no calls yet has no statistics either
+        logs_.reportError(read.error());
 }
 
 void StatusPanel::readDriveList() {
@@ -205,18 +209,24 @@ void StatusPanel::readDriveList() {
 }
 
 void StatusPanel::readFeedback() {
-    view_.feedback = countWaitingMail(board_, 1) >= 1;
+    const Result<int> waiting = countWaitingMail(board_, 1);
+    if (!waiting)
+        logs_.reportError(waiting.error());
+    view_.feedback = waiting && waiting.value() >= 1;
 }
 
 void StatusPanel::readFiles() {
     view_.files = false;
     // The uploads waiting for review share the mail's layout; "read" there means reviewed.
     static const MailField<qint16> reviewed("mailread");
-    forEachMailRecord(board_.filePath(mailLayout().directory, QStringLiteral("UPLOADS.DAT")),
-                      [this](const char* upload) {
-                          view_.files = reviewed.of(upload) == 0;
-                          return !view_.files;
-                      });
+    const Result<> walked =
+        forEachMailRecord(board_.filePath(mailLayout().directory, QStringLiteral("UPLOADS.DAT")),
+                          [this](const char* upload) {
+                              view_.files = reviewed.of(upload) == 0;
+                              return !view_.files;
+                          });
+    if (!walked)
+        logs_.reportError(walked.error());
 }
 
 void StatusPanel::readValidate() {
@@ -235,11 +245,14 @@ void StatusPanel::readValidate() {
     }
     if (waiting.isEmpty())
         return;
-    QFile networks(caseBlindPath(data.path(), QStringLiteral("NETWORKS.LST")));
-    if (!networks.open(QIODevice::ReadOnly))
+    const QString list = caseBlindPath(data.path(), QStringLiteral("NETWORKS.LST"));
+    const Result<QByteArray> networks = fileaccess::readSmall(list);
+    if (!networks) {
+        if (QFileInfo::exists(list))
+            logs_.reportError(networks.error());
         return;
-    while (!networks.atEnd()) {
-        const QByteArray line = networks.readLine();
+    }
+    for (const QByteArray& line : networks.value().split('\n')) {
         const qsizetype comma = line.indexOf(',');
         if (comma < 0)
             continue;
@@ -284,16 +297,18 @@ void StatusPanel::guardStatistics() {
         return;
     }
     // The total went backwards: something reset the file, and the totals would be lost.
-    QFile backup(statisticsBackup());
-    if (!backup.exists()) {
+    if (!QFileInfo::exists(statisticsBackup())) {
         logs_.writeEventLog(
             QStringLiteral("STATKBBS.DAT Reset; No backup was available to restore."));
         reference_ = std::move(read).value();
         return;
     }
-    if (!backup.open(QIODevice::ReadOnly))
+    const Result<QByteArray> backup = fileaccess::readSmall(statisticsBackup());
+    if (!backup) {
+        logs_.reportError(backup.error());
         return;
-    if (!filewrite::replace(path, backup.readAll()).ok())
+    }
+    if (!filewrite::replace(path, backup.value()).ok())
         return;
     logs_.writeEventLog(QStringLiteral("STATKBBS.DAT Reset; Backup was restored."));
     if (Result<Record> restored = readStatisticsFile(path))

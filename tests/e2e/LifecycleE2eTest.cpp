@@ -216,10 +216,19 @@ TEST_F(LifecycleE2e, SettingsFaultsStopTheServerWithTheirReason) {
 }
 
 // A headless server shows its panel through ctl: the figures the nodes keep, the drives with
-// their free space and the alerts, read again when the sysop reloads.
+// their free space and the alerts, read again when the sysop reloads. A FIFO where the panel
+// and the watchdog read a file would hang whoever opens it: it is named and passed over.
 TEST_F(LifecycleE2e, StatusAsJsonTellsWhatThePanelShows) {
     ASSERT_NO_FATAL_FAILURE(sandbox.write("MAIN.CFG", QByteArray("\4\0", 2), 210)); // 4 nodes
+    const auto makeFifo = [&](const char* name) {
+        ASSERT_EQ(::mkfifo(QFile::encodeName(sandbox.path(name)).constData(), 0600), 0) << name;
+    };
+    ASSERT_NO_FATAL_FAILURE(makeFifo("DB/EMAIL.DAT")); // read at the start
     ASSERT_TRUE(sandbox.startServer());
+    ASSERT_NO_FATAL_FAILURE(makeFifo("TEMP/KELDTS.2")); // read by the watchdog's next round
+    for (const char* name : {"DB/EMAIL.DAT", "TEMP/KELDTS.2"})
+        EXPECT_TRUE(sandbox.waitForOutput(sandbox.path(name).toUtf8() + ": it is a FIFO"))
+            << name << sandbox.serverOutput().toStdString();
     QByteArray statistics(88, '\0');
     statistics[0] = 42;
     ASSERT_NO_FATAL_FAILURE(sandbox.write("DATA/STATKBBS.DAT", statistics));

@@ -151,7 +151,7 @@ TEST_F(StatusPanelTest, EachAlertLightsWhenItsFileAppears) {
     // Each near miss fails one test of waiting feedback.
     put(db("EMAIL.DAT"), mail(2, 1, 0, 0) + mail(1, 0, 0, 0) + mail(1, 1, 1, 0) + mail(1, 1, 0, 9) +
                              mail(1, 1, 0, 0) + mail(1, 1, 0, 0).left(500));
-    EXPECT_EQ(countWaitingMail(*tb.board, 1), 1);
+    EXPECT_EQ(countWaitingMail(*tb.board, 1).value(), 1);
     put(db("UPLOADS.DAT"), mail(0, 0, 1, 0));
     EXPECT_EQ(alerts(), "F---");
     put(db("UPLOADS.DAT"), mail(0, 0, 1, 0) + mail(0, 0, 0, 0));
