@@ -3,17 +3,14 @@
 #include "data/RecordFile.h"
 #include "data/RecordTable.h"
 
-#include <QElapsedTimer>
 #include <QFile>
 #include <QTemporaryDir>
+
+#include "support/RandomKills.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
-#include <csignal>
-#include <random>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace {
 
@@ -37,13 +34,6 @@ bool editOnce(const QString& live) {
            recordtable::append(live, entry(recordtable::kDeletedMark, 99)).ok();
 }
 
-[[noreturn]] void editForever(const QString& live) {
-    for (;;) {
-        if (!editOnce(live))
-            _exit(3);
-    }
-}
-
 TEST(RecordTableCrash, EveryKillLeavesAWholeTable) {
     QTemporaryDir dir;
     const QString live = dir.filePath(QStringLiteral("CRASH.CFG"));
@@ -56,37 +46,18 @@ TEST(RecordTableCrash, EveryKillLeavesAWholeTable) {
         ASSERT_TRUE(file.open(QIODevice::WriteOnly));
         file.write(whole[0]);
     }
-
-    // The kills must be spread over a few rounds of the loop, however long a round takes on
-    // this machine today: each rewrite waits for the disk twice.
-    QElapsedTimer round;
-    round.start();
-    ASSERT_TRUE(editOnce(live));
-    const int roundMicros = int(round.nsecsElapsed() / 1000);
-    std::mt19937 random(20261123);
-    std::uniform_int_distribution<int> delayMicros(0, std::max(3 * roundMicros, 2000));
-    int kills = 0;
     QList<QByteArray> seen;
-    while (kills < 100) {
-        const pid_t child = ::fork();
-        ASSERT_GE(child, 0);
-        if (child == 0)
-            editForever(live);
-        // Random moments are the point here: the kill must land anywhere in the loop.
-        ::usleep(static_cast<useconds_t>(delayMicros(random)));
-        ::kill(child, SIGKILL);
-        int status = 0;
-        ASSERT_EQ(::waitpid(child, &status, 0), child);
-        ASSERT_TRUE(WIFSIGNALED(status)) << "editor stopped by itself with " << WEXITSTATUS(status);
-        ++kills;
-        // The table is rewritten by rename, so it is opened afresh each time.
-        QFile file(live);
-        const QByteArray now = file.open(QIODevice::ReadOnly) ? file.readAll() : "<missing>";
-        ASSERT_TRUE(whole.contains(now)) << "after kill " << kills << " the table holds "
-                                         << now.size() << " bytes that are no whole table";
-        if (!seen.contains(now))
-            seen.append(now);
-    }
+    killAtRandomMoments(
+        100, [&] { return editOnce(live); },
+        [&](int kill) {
+            // The table is rewritten by rename, so it is opened afresh each time.
+            QFile file(live);
+            const QByteArray now = file.open(QIODevice::ReadOnly) ? file.readAll() : "<missing>";
+            ASSERT_TRUE(whole.contains(now)) << "after kill " << kill << " the table holds "
+                                             << now.size() << " bytes that are no whole table";
+            if (!seen.contains(now))
+                seen.append(now);
+        });
     // The kills did land at different points of the loop, not always in the same state.
     EXPECT_GE(seen.size(), 2);
 }

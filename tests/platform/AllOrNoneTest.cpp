@@ -3,17 +3,13 @@
 
 #include "platform/AllOrNone.h"
 
+#include "support/RandomKills.h"
+
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
-
-#include <csignal>
-#include <random>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace {
 
@@ -64,45 +60,25 @@ TEST(AllOrNone, EveryKillLeavesAllOldOrAllNew) {
     QTemporaryDir dir;
     const Files f = filesIn(dir);
     ASSERT_TRUE(allornone::replace(f.journal, oldSet(f)).ok());
-
-    QElapsedTimer round;
-    round.start();
-    ASSERT_TRUE(swapOnce(f));
-    const int roundMicros = int(round.nsecsElapsed() / 1000);
-    std::mt19937 random(20261125);
-    std::uniform_int_distribution<int> delayMicros(0, std::max(2 * roundMicros, 2000));
-    QSet<int> seen;
-    for (int kill = 1; kill <= 80; ++kill) {
-        const pid_t child = ::fork();
-        ASSERT_GE(child, 0);
-        if (child == 0) {
-            for (;;) {
-                if (!swapOnce(f))
-                    _exit(3);
-            }
-        }
-        // Random moments are the point here: the kill must land anywhere in the swaps.
-        ::usleep(static_cast<useconds_t>(delayMicros(random)));
-        ::kill(child, SIGKILL);
-        int status = 0;
-        ASSERT_EQ(::waitpid(child, &status, 0), child);
-        ASSERT_TRUE(WIFSIGNALED(status))
-            << "the child stopped by itself with " << WEXITSTATUS(status);
-        // What the next start does before anything else.
-        const Result<> recovered = allornone::recover(f.journal);
-        ASSERT_TRUE(recovered.ok()) << recovered.error().toStdString();
-        const auto now = stateOf(f);
-        const bool isOld = now == stateOf(oldSet(f)), isNew = now == stateOf(newSet(f));
-        ASSERT_TRUE(isOld || isNew)
-            << "after kill " << kill << " the files are a mix: " << contents(f.one).constData()
-            << " / " << contents(f.two).constData() << " / " << contents(f.three).constData();
-        seen.insert(isNew);
-        const QStringList left =
-            QDir(dir.path()).entryList({QStringLiteral("*.SET")}) +
-            QDir(dir.filePath(QStringLiteral("other"))).entryList({QStringLiteral("*.SET")});
-        ASSERT_TRUE(left.isEmpty()) << left.join(' ').toStdString();
-        ASSERT_FALSE(QFile::exists(f.journal));
-    }
+    QSet<bool> seen;
+    killAtRandomMoments(
+        80, [&] { return swapOnce(f); },
+        [&](int kill) {
+            // What the next start does before anything else.
+            const Result<> recovered = allornone::recover(f.journal);
+            ASSERT_TRUE(recovered.ok()) << recovered.error().toStdString();
+            const auto now = stateOf(f);
+            const bool isOld = now == stateOf(oldSet(f)), isNew = now == stateOf(newSet(f));
+            ASSERT_TRUE(isOld || isNew)
+                << "after kill " << kill << " the files are a mix: " << contents(f.one).constData()
+                << " / " << contents(f.two).constData() << " / " << contents(f.three).constData();
+            seen.insert(isNew);
+            const QStringList left =
+                QDir(dir.path()).entryList({QStringLiteral("*.SET")}) +
+                QDir(dir.filePath(QStringLiteral("other"))).entryList({QStringLiteral("*.SET")});
+            ASSERT_TRUE(left.isEmpty()) << left.join(' ').toStdString();
+            ASSERT_FALSE(QFile::exists(f.journal));
+        });
     EXPECT_EQ(seen.size(), 2) << "the kills all landed on the same side of the swaps";
 }
 
