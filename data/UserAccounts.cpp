@@ -318,7 +318,8 @@ Result<int> compress(const Board& board, const PassProgress& progress) {
     const Result<qint64> size = recordfile::size(path);
     if (!size)
         return failureOf(size);
-    QByteArray tail(qsizetype(size.value() - count * length), Qt::Uninitialized);
+    QByteArray tail(qsizetype(std::max<qint64>(size.value() - count * length, 0)),
+                    Qt::Uninitialized);
     if (::pread(fd.get(), tail.data(), size_t(tail.size()), off_t(count) * length) != tail.size())
         return filewrite::systemFailure(QStringLiteral("read"), path);
     for (const Record& user : recordtable::recordsOf(tail, userLayout())) {
