@@ -62,6 +62,12 @@ QByteArray word(const QString& text) {
     return word(text.toUtf8());
 }
 
+// One word for an option that tmux expands as a format: window names and start directories,
+// where #(...) would run a command and #S would name the session instead.
+QByteArray literalWord(const QString& text) {
+    return word(text.toUtf8().replace('#', "##"));
+}
+
 QByteArray windowTarget(qint64 handle) {
     return '@' + QByteArray::number(handle);
 }
@@ -371,8 +377,8 @@ bool TmuxNodeHost::openWindow(const QString& title, const QStringList& program,
     if (!handOver_ || program.isEmpty())
         return false;
     batchTitles_.insert(title);
-    QByteArray line = "new-window -d -t " + kSessionTarget + ": -n " + word(title) + " -c " +
-                      word(workingDirectory) + " --";
+    QByteArray line = "new-window -d -t " + kSessionTarget + ": -n " + literalWord(title) + " -c " +
+                      literalWord(workingDirectory) + " --";
     for (const QString& argument : program)
         line += ' ' + word(argument);
     command(line, [failed = std::move(failed)](const Reply& reply) {
@@ -387,10 +393,10 @@ void TmuxNodeHost::startNewWindow(const QByteArray& token, bool retried) {
     if (!pending)
         return;
     const Launch& request = pending->request;
-    QByteArray line =
-        "new-window -d -P -F " + word(QByteArrayLiteral("#{window_id} #{pane_pid}")) + " -t " +
-        kSessionTarget + ": -n " + word(request.title) + " -c " +
-        word(request.workingDirectory.isEmpty() ? QDir::currentPath() : request.workingDirectory);
+    QByteArray line = "new-window -d -P -F " + word(QByteArrayLiteral("#{window_id} #{pane_pid}")) +
+                      " -t " + kSessionTarget + ": -n " + literalWord(request.title) + " -c " +
+                      literalWord(request.workingDirectory.isEmpty() ? QDir::currentPath()
+                                                                     : request.workingDirectory);
     // A window gets the environment of the tmux server, which an earlier run may have started.
     const QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     for (const QString& name : environment.keys()) {

@@ -28,6 +28,10 @@ QStringList descriptorsOf(qint64 pid) {
         .entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot, QDir::Name);
 }
 
+QString cwdOf(qint64 pid) {
+    return QFile::symLinkTarget(QStringLiteral("/proc/%1/cwd").arg(pid));
+}
+
 void descriptorsBackTo(qsizetype before) {
     EXPECT_TRUE(QTest::qWaitFor([&] { return descriptorsOf(::getpid()).size() == before; }))
         << descriptorsOf(::getpid()).size() << " open, " << before << " expected";
@@ -139,16 +143,27 @@ TEST_F(TmuxNodeHostTest, NodesGetTheirOwnCallerAreFoundByExactTitleAndFailuresLe
 
     Caller one, two;
     // Node 2 wants the descriptor number that the helper receives it at, which needs no dup2.
+    // Its title and directory, as tmux formats, would run a command and name another place.
+    const QString odd = QDir(board.path()).canonicalPath() + "/a#(touch x)b#S";
+    ASSERT_TRUE(QDir().mkpath(odd));
+    NodeHost::Launch oddNode = echoNode(2, two.theirs, 4, "two");
+    oddNode.title = "run#(touch x)#S.bat";
+    oddNode.workingDirectory = odd;
     std::optional<NodeHost::Started> first, second;
     host->launch(echoNode(1, one.theirs, 7, "one"), [&](const NodeHost::Started& s) { first = s; });
-    host->launch(echoNode(2, two.theirs, 4, "two"),
-                 [&](const NodeHost::Started& s) { second = s; });
+    host->launch(oddNode, [&](const NodeHost::Started& s) { second = s; });
+    ASSERT_TRUE(host->openWindow(oddNode.title + "!", {"sleep", "60"}, odd, {}));
     ASSERT_TRUE(QTest::qWaitFor([&] { return first && second; }, 15000));
     expectServesItsCaller(*host, one, *first, 7, "one");
     expectServesItsCaller(*host, two, *second, 4, "two");
     // What windows() lists, and that a missing title finds nothing, the server's rounds and
     // free-node search show end to end.
     EXPECT_EQ(host->findWindow(title(1)), first->handle);
+    EXPECT_EQ(host->findWindow(oddNode.title), second->handle);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return host->findWindow(oddNode.title + "!") != 0; }));
+    for (const NodeHost::Window& w : host->windows())
+        EXPECT_TRUE(!w.title.startsWith(oddNode.title) || cwdOf(w.pid) == odd) << w.pid;
+    EXPECT_FALSE(QFile::exists("x") || QFile::exists(board.filePath("x")));
 
     one.hangUp();
     EXPECT_TRUE(QTest::qWaitFor([&] { return !host->isWindow(first->handle); }));
@@ -278,8 +293,7 @@ TEST(ProcessNodeHostTest, NodesRunDetachedWithOnlyTheirSocketAndOnlyLiveOnesAreF
     ASSERT_TRUE(a && b);
     expectServesItsCaller(host, one, *a, 7, "one");
     expectServesItsCaller(host, two, *b, kSame, "two");
-    EXPECT_EQ(QFile::symLinkTarget(QStringLiteral("/proc/%1/cwd").arg(a->pid)),
-              QDir(board.path()).canonicalPath());
+    EXPECT_EQ(cwdOf(a->pid), QDir(board.path()).canonicalPath());
     EXPECT_EQ(::getsid(static_cast<pid_t>(a->pid)), a->pid);
 
     // A server started again finds the nodes by their titles.
