@@ -9,6 +9,7 @@
 #include <QDate>
 #include <QDateTime>
 #include <QHash>
+#include <QSet>
 #include <QString>
 
 // Where the server reports what it does: the debug pane and the event log. The console
@@ -83,4 +84,6 @@ class Board {
     QDate displayDate;
     // The length of a short MAIN.CFG the sysop has been told of; -1 for none.
     qint64 shortMainConfigReported = -1;
+    // The lines of the IPv6 address list the sysop has been told the filter cannot read.
+    QSet<QString> badV6LinesReported;
 };

@@ -40,7 +40,7 @@ bool unreadable(const Board& board, const QString& error) {
     return false;
 }
 
-bool isV6Allowed(const Board& board, const QHostAddress& address, bool blockList) {
+bool isV6Allowed(Board& board, const QHostAddress& address, bool blockList) {
     if (!QFile::exists(iplist::v6Path(board)))
         return blockList;
     const Result<QStringList> entries = iplist::v6Entries(board);
@@ -48,17 +48,23 @@ bool isV6Allowed(const Board& board, const QHostAddress& address, bool blockList
         return unreadable(board, entries.error());
     bool matched = false;
     for (const QString& entry : entries.value()) {
-        const auto subnet = QHostAddress::parseSubnet(
-            entry.contains(QLatin1Char('/')) ? entry : entry + QStringLiteral("/128"));
-        matched = matched || (subnet.first.protocol() == QAbstractSocket::IPv6Protocol &&
-                              address.isInSubnet(subnet));
+        const auto subnet = iplist::v6Network(entry);
+        matched = matched || (subnet && address.isInSubnet(*subnet));
+        // Unsaid, such a line would let in the caller it was meant to block; every caller
+        // reads the list again, so the sysop hears of it only the first time.
+        if (!subnet && !board.badV6LinesReported.contains(entry)) {
+            board.badV6LinesReported.insert(entry);
+            board.logs.reportError(QStringLiteral("%1 holds \"%2\", which is no IPv6 address or "
+                                                  "network; the line is ignored")
+                                       .arg(iplist::v6Path(board), entry));
+        }
     }
     return blockList ? !matched : matched;
 }
 
 } // namespace
 
-bool isIpAllowed(const Board& board, const QString& address) {
+bool isIpAllowed(Board& board, const QString& address) {
     const bool blockList = board.serverConfig.i16("ipfiltermode") == 0;
     const QHostAddress v6(address);
     if (v6.protocol() == QAbstractSocket::IPv6Protocol)

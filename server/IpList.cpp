@@ -79,18 +79,26 @@ Result<> writeV6(const Board& board, const QStringList& entries) {
 
 } // namespace
 
+std::optional<QPair<QHostAddress, int>> v6Network(const QString& entry) {
+    const auto subnet = QHostAddress::parseSubnet(
+        entry.contains(QLatin1Char('/')) ? entry : entry + QStringLiteral("/128"));
+    if (subnet.first.protocol() != QAbstractSocket::IPv6Protocol)
+        return std::nullopt;
+    return subnet;
+}
+
 Result<> addV6(const Board& board, const QString& entry) {
     const QString typed = entry.trimmed();
-    const bool network = typed.contains(QLatin1Char('/'));
-    const auto subnet = QHostAddress::parseSubnet(network ? typed : typed + QStringLiteral("/128"));
-    if (subnet.first.protocol() != QAbstractSocket::IPv6Protocol)
+    const auto subnet = v6Network(typed);
+    if (!subnet)
         return Failure{QStringLiteral("%1 is no IPv6 address or network").arg(typed)};
     Result<QStringList> entries = v6Entries(board);
     if (!entries)
         return failureOf(entries);
     entries.value()
-        << (network ? QStringLiteral("%1/%2").arg(subnet.first.toString()).arg(subnet.second)
-                    : subnet.first.toString());
+        << (typed.contains(QLatin1Char('/'))
+                ? QStringLiteral("%1/%2").arg(subnet->first.toString()).arg(subnet->second)
+                : subnet->first.toString());
     return writeV6(board, entries.value());
 }
 

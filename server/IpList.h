@@ -3,7 +3,10 @@
 #include "data/Board.h"
 #include "data/RecordFileRows.h"
 
+#include <QHostAddress>
+
 #include <array>
+#include <optional>
 
 // The address list in KELDTSIP.DAT as the sysop edits it: rows of the list are the file's
 // records one for one. Every change is an append or a compaction, so the live list is never
@@ -30,6 +33,8 @@ Result<> add(const Board& board, const QString& entry);
 QString v6Path(const Board& board);
 // The entries in file order; a missing file is an empty list.
 Result<QStringList> v6Entries(const Board& board);
+// The network an entry names, a lone address being a network of one; none for anything else.
+std::optional<QPair<QHostAddress, int>> v6Network(const QString& entry);
 // Adds an IPv6 address or network, written the way Qt writes it; anything else is refused.
 Result<> addV6(const Board& board, const QString& entry);
 // Drops row `row` (from 0).

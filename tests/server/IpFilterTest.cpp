@@ -27,7 +27,6 @@ TEST_F(IpFilterTest, PartsMatchByNumberOrWildcardAndTheModeSaysWhatAMatchMeans) 
     EXPECT_TRUE(allowed("192.168.1.90"));
     EXPECT_FALSE(allowed("1.2.0.0"));
     EXPECT_TRUE(allowed("1.2.3.4"));
-    EXPECT_TRUE(allowed("11.0.0.1"));
     tb.board->serverConfig.setI16("ipfiltermode", 1);
     EXPECT_TRUE(allowed("10.0.0.1"));
     EXPECT_FALSE(allowed("11.0.0.1"));
@@ -53,9 +52,19 @@ TEST_F(IpFilterTest, IPv6CallersAreJudgedByTheirOwnList) {
     ASSERT_TRUE(iplist::removeV6(*tb.board, 0).ok());
     EXPECT_FALSE(allowed("2001:db8:5::7"));
 
+    // A line that is no address or network blocks no one: the sysop is told of it, once.
+    tb.board->serverConfig.setI16("ipfiltermode", 0);
+    tb.write("KELDTSIP.V6", "[::1]\r\n2001:db8::/32\r\n::1 ; local\r\n");
+    const qsizetype shown = tb.pane.lines().size();
+    EXPECT_FALSE(allowed("2001:db8::7"));
+    EXPECT_TRUE(allowed("::1"));
+    const QStringList told = tb.pane.lines().mid(shown);
+    ASSERT_EQ(told.size(), 2) << told.join('\n').toStdString();
+    EXPECT_TRUE(told.at(0).contains("\"[::1]\"") && told.at(1).contains("\"::1 ; local\""));
+    EXPECT_TRUE(tb.lastLogEntry().contains("\"::1 ; local\""));
+
     QFile::remove(tb.file("KELDTSIP.V6"));
     ASSERT_TRUE(QDir().mkdir(tb.file("KELDTSIP.V6")));
-    tb.board->serverConfig.setI16("ipfiltermode", 0);
     EXPECT_FALSE(allowed("::1"));
     EXPECT_TRUE(tb.pane.lines().last().contains("KELDTSIP.V6"));
     EXPECT_TRUE(tb.pane.lines().last().endsWith("(callers are refused until it can be read)"));
