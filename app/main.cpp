@@ -12,6 +12,7 @@
 #include "platform/TerminationSignals.h"
 #include "platform/TmuxNodeHost.h"
 #include "server/BoardNodes.h"
+#include "server/CommandLine.h"
 #include "server/NodeCommands.h"
 #include "server/Server.h"
 #include "server/forms/GuiDialogs.h"
@@ -22,6 +23,7 @@
 #include <QApplication>
 #include <QDir>
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 
@@ -50,6 +52,17 @@ bool wantsHeadless(const QStringList& args) {
         return true;
     return qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") &&
            qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+}
+
+// A word that would be lost on the server: anything but --headless and /RESETWINDOW, which
+// the server reads in any case, with or without a value. A typo must not start a server in
+// whatever directory the sysop happened to be in.
+bool strayServerWord(const QString& word) {
+    const QStringList pieces = word.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    return std::any_of(pieces.begin(), pieces.end(), [](const QString& piece) {
+        return piece != QLatin1String("--headless") &&
+               getCommandSwitch(piece, QStringLiteral("/RESETWINDOW")).isEmpty();
+    });
 }
 
 int runControl(int argc, char** argv) {
@@ -212,8 +225,7 @@ int main(int argc, char** argv) {
             std::fputs(kUsage, stderr);
             return 2;
         }
-    } else if (!rest.isEmpty() && rest.first().startsWith(QLatin1String("--")) &&
-               rest.first() != QLatin1String("--headless")) {
+    } else if (std::any_of(rest.begin(), rest.end(), strayServerWord)) {
         std::fputs(kUsage, stderr);
         return 2;
     }

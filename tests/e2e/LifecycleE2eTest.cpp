@@ -62,7 +62,7 @@ TEST_F(LifecycleE2e, SecondStartOnTheBoardFromAnySessionIsTurnedAwayWithoutTouch
     QProcessEnvironment otherSession;
     otherSession.insert("XDG_RUNTIME_DIR", sandbox.root());
     for (const QStringList& args :
-         {QStringList{"--headless"},
+         {QStringList{"--headless", "/resetwindow=1", "/RESETWINDOW"},
           QStringList{"demo", sandbox.boardDir(), "--port", QString::number(freePort())}}) {
         const RunResult again = sandbox.run(args, sandbox.mainDir(), otherSession);
         EXPECT_EQ(again.exitCode, 0);
@@ -192,6 +192,8 @@ TEST_F(LifecycleE2e, SettingsFaultsStopTheServerWithTheirReason) {
     EXPECT_TRUE(nowhere.out.contains("KELDTS - Error: Cannot find SYSPATHS.CFG! Make sure KELDTS "
                                      "is in your KELD main directory.\n"))
         << nowhere.out.toStdString();
+    const RunResult misspelt = sandbox.run({"strat"}, empty);
+    EXPECT_TRUE(misspelt.exitCode == 2 && misspelt.err.startsWith("usage: keldts"));
     EXPECT_TRUE(QDir(empty).isEmpty());
 
     // The board's paths are on drive C:, and KELDTS.INI maps another drive only.
