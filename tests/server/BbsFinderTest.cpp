@@ -43,8 +43,12 @@ class FakeService : public QTcpServer {
 
 class BbsFinderTest : public ::testing::Test {
   protected:
+    // Switched on with no password, it is disabled from the start.
     void SetUp() override {
+        t.setServerFlag("bbsfindenable", 1);
         ASSERT_TRUE(server.load(QString(), t.mainDir()));
+        ASSERT_EQ(finder().caption(), "BBSfinder: Disabled");
+        ASSERT_FALSE(finder().pending());
         t.board->platform.bbsFinder = service.address();
         t.board->serverConfig.setI16("bbsfindenable", 1);
         t.board->serverConfig.setText("bbsfindusername", QStringLiteral(" sysop "));
@@ -124,17 +128,6 @@ TEST_F(BbsFinderTest, AsksEveryFiveMinutesAndNeverWithAnIncompleteAccount) {
         finder().minuteTick();
     EXPECT_TRUE(finder().caption().startsWith("BBSfinder: Successful Update"));
     EXPECT_EQ(service.requests.size(), 2);
-}
-
-TEST(BbsFinder, SwitchedOnWithNoPasswordItIsDisabledFromTheStart) {
-    TestBoard t{0};
-    t.setServerFlag("bbsfindenable", 1);
-    FakeNodes nodes;
-    FakeFace face;
-    Server server{*t.board, t.logs, t.pane, nodes, face};
-    ASSERT_TRUE(server.load(QString(), t.mainDir()));
-    EXPECT_EQ(server.bbsFinder().caption(), "BBSfinder: Disabled");
-    EXPECT_FALSE(server.bbsFinder().pending());
 }
 
 } // namespace

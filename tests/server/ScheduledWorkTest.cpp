@@ -12,6 +12,7 @@
 namespace {
 
 using Style = BatchRunner::Style;
+using Runs = std::vector<RecordingRunner::Run>;
 
 QByteArray head(const char* time) {
     return QByteArray("@ECHO OFF\r\nREM This file created by KELDTS v2.6.060524 @ ") + time +
@@ -63,8 +64,7 @@ TEST_F(ScheduledWorkTest, EventsDueInAMinuteShareOneBatch) {
     EXPECT_EQ(tb.read("EVNT1030.BAT"),
               head("10:30:05") + "CALL NIGHTLY.BAT /ALL\r\nPACK.BATCH NOW\r\nC:\r\nCD "
                                  "C:\\KELD\r\nDEL C:\\KELD\\EVNT1030.BAT\r\nEXIT\r\n\r\n");
-    EXPECT_EQ(runner.runs,
-              std::vector<RecordingRunner::Run>({{"C:\\KELD\\EVNT1030.BAT", Style::Minimized}}));
+    EXPECT_EQ(runner.runs, Runs({{"C:\\KELD\\EVNT1030.BAT", Style::Minimized}}));
     EXPECT_EQ(eventDate(1), "260314");
     EXPECT_EQ(eventDate(3), "");
     EXPECT_EQ(tb.pane.lines().last(), "10:30:05 : 2 Event(s) Executed");
@@ -92,8 +92,7 @@ TEST_F(ScheduledWorkTest, TheSysopsEventBatchRunsOnceADayFromOneMinutePastMidnig
     tb.write("KTSEVNT.BAT", "REM mine\r\n");
     work.secondTick();
     work.secondTick();
-    EXPECT_EQ(runner.runs,
-              std::vector<RecordingRunner::Run>({{"C:\\KELD\\KTSEVNT.BAT", Style::Minimized}}));
+    EXPECT_EQ(runner.runs, Runs({{"C:\\KELD\\KTSEVNT.BAT", Style::Minimized}}));
     EXPECT_EQ(tb.record(serverConfigLayout(), "KELDTS.CFG").text("eventbatchdate"), "260314");
     EXPECT_EQ(tb.lastLogEntry(), "KTSEVNT.BAT was Executed");
 }
@@ -110,8 +109,7 @@ TEST_F(ScheduledWorkTest, DailyMaintenanceIsDatedFirstAndRunsHiddenWithoutEventW
     EXPECT_EQ(tb.read("KTSDMNT.BAT"),
               head("03:00:00") + "KSWEEP.EXE /DAILY\r\nDEL C:\\KELD\\FDX\\*.FDX > NUL.\r\nC:\r\n"
                                  "CD C:\\KELD\r\nDEL C:\\KELD\\KTSDMNT.BAT > NUL.\r\nEXIT\r\n");
-    EXPECT_EQ(runner.runs,
-              std::vector<RecordingRunner::Run>({{"C:\\KELD\\KTSDMNT.BAT", Style::Hidden}}));
+    EXPECT_EQ(runner.runs, Runs({{"C:\\KELD\\KTSDMNT.BAT", Style::Hidden}}));
     EXPECT_EQ(tb.pane.lines(), QStringList("03:00:00 : 03/14/2026 : Daily Maintenance Performed"));
 }
 
@@ -138,14 +136,9 @@ TEST_F(ScheduledWorkTest, TossTriggers) {
                   "C:\r\nCD C:\\KELD\r\nDEL C:\\KELD\\KTSTOSS.BAT > NUL.\r\nEXIT\r\n");
 }
 
-TEST_F(ScheduledWorkTest, TheCleanUpRunsAloneAndIsForcedOnlyWhenTheSysopSaysSo) {
+TEST_F(ScheduledWorkTest, TheCleanUpIsForcedOnlyWhenTheSysopSaysSo) {
     QStringList outcomes;
     const auto note = [&](const QString& outcome) { outcomes << outcome; };
-    tb.write("KTSSWEEP.FLG", "KTSSWEEP\r\n");
-    work.sweep(tb.dialogs, note);
-    EXPECT_TRUE(tb.dialogs.shown.empty());
-    ASSERT_TRUE(QFile::remove(tb.file("KTSSWEEP.FLG")));
-
     nodeInUse = true;
     tb.dialogs.answers = {false, true};
     work.sweep(tb.dialogs, note);
@@ -155,9 +148,8 @@ TEST_F(ScheduledWorkTest, TheCleanUpRunsAloneAndIsForcedOnlyWhenTheSysopSaysSo) 
     EXPECT_EQ(tb.dialogs.shown.back().text,
               "The BBS is currently active. Do you want to force this action?");
     EXPECT_TRUE(tb.read("KTSSWEEP.BAT").contains("\r\nKSWEEP.EXE /SUPERCLEAN /OVERRIDE\r\n"));
-    EXPECT_EQ(runner.runs,
-              std::vector<RecordingRunner::Run>({{"C:\\KELD\\KTSSWEEP.BAT", Style::Normal}}));
-    EXPECT_EQ(outcomes.size(), 3);
+    EXPECT_EQ(runner.runs, Runs({{"C:\\KELD\\KTSSWEEP.BAT", Style::Normal}}));
+    EXPECT_EQ(outcomes.size(), 2);
 }
 
 TEST_F(ScheduledWorkTest, LeftoverBatchesGoAtStartButTheCleanUpFlagStays) {

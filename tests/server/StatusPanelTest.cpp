@@ -20,19 +20,10 @@ class StatusPanelTest : public ::testing::Test {
     QString stats() const { return tb.board->path(statisticsLayout()); }
     QString backup() const { return tb.board->filePath("dat", "STATKBBS.BAK"); }
     QString dat(const QString& name) const { return tb.board->filePath("dat", name); }
-    QString db(const QString& name) const {
-        QDir().mkpath(tb.board->directoryPath("db"));
-        return tb.board->filePath("db", name);
-    }
     void setCalls(qint32 total) {
         Record r(statisticsLayout());
         r.setI32("callstotal", total);
         ASSERT_TRUE(recordfile::write(stats(), 1, r).ok());
-    }
-    static void put(const QString& path, const QByteArray& bytes) {
-        QFile f(path);
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        f.write(bytes);
     }
     static QByteArray mail(int to, int state, int read, int flag) {
         Record r(mailLayout());
@@ -56,7 +47,7 @@ TEST_F(StatusPanelTest, FiguresAreReadFromTheirPlacesInTheRecord) {
     QByteArray record(88, '\0');
     for (int slot = 0; slot < 22; ++slot)
         qToLittleEndian<qint32>(1000 + slot, record.data() + 4 * slot);
-    put(stats(), record);
+    tb.write("DATA/STATKBBS.DAT", record);
     panel.showStatistics();
     const QJsonObject figures = panel.toJson()["statistics"].toObject();
     const std::map<QString, std::pair<int, int>> expected{
@@ -96,7 +87,7 @@ TEST_F(StatusPanelTest, AResetFileIsRestoredFromItsBackupOrAcceptedAndSaidOnce) 
 
 TEST_F(StatusPanelTest, IdleMinutesCountOnlyOnAnIdleBoardAndNotAtMidnight) {
     QByteArray record = TestBoard::noise(88);
-    put(stats(), record);
+    tb.write("DATA/STATKBBS.DAT", record);
     panel.countIdleMinute();
     nodeInUse = true;
     panel.countIdleMinute();
@@ -149,24 +140,25 @@ TEST_F(StatusPanelTest, EachAlertLightsWhenItsFileAppears) {
     };
     EXPECT_EQ(alerts(), "----");
     // Each near miss fails one test of waiting feedback.
-    put(db("EMAIL.DAT"), mail(2, 1, 0, 0) + mail(1, 0, 0, 0) + mail(1, 1, 1, 0) + mail(1, 1, 0, 9) +
-                             mail(1, 1, 0, 0) + mail(1, 1, 0, 0).left(500));
+    ASSERT_TRUE(QDir().mkpath(tb.file("DB")));
+    tb.write("DB/EMAIL.DAT", mail(2, 1, 0, 0) + mail(1, 0, 0, 0) + mail(1, 1, 1, 0) +
+                                 mail(1, 1, 0, 9) + mail(1, 1, 0, 0) + mail(1, 1, 0, 0).left(500));
     EXPECT_EQ(countWaitingMail(*tb.board, 1).value(), 1);
-    put(db("UPLOADS.DAT"), mail(0, 0, 1, 0));
+    tb.write("DB/UPLOADS.DAT", mail(0, 0, 1, 0));
     EXPECT_EQ(alerts(), "F---");
-    put(db("UPLOADS.DAT"), mail(0, 0, 1, 0) + mail(0, 0, 0, 0));
-    put(dat("VALIDATE.0"), "x");
-    put(tb.board->filePath("main", "PAGER.FLG"), "On\r\n");
+    tb.write("DB/UPLOADS.DAT", mail(0, 0, 1, 0) + mail(0, 0, 0, 0));
+    tb.write("DATA/VALIDATE.0", "x");
+    tb.write("PAGER.FLG", "On\r\n");
     EXPECT_EQ(alerts(), "FUVP");
 }
 
 // An empty file of a listed network is done with and goes; the local one and unlisted ones
 // stay.
 TEST_F(StatusPanelTest, ValidationLooksAtListedNetworksAndTidiesTheirEmptyFiles) {
-    put(dat("NETWORKS.LST"), "no comma here\r\n3,1,Three\r\n5,4,Five\r\n");
+    tb.write("DATA/NETWORKS.LST", "no comma here\r\n3,1,Three\r\n5,4,Five\r\n");
     for (const char* empty : {"VALIDATE.0", "VALIDATE.3", "validate.7"})
-        put(dat(empty), {});
-    put(dat("VALIDATE.5"), "waiting");
+        tb.write(QStringLiteral("DATA/") + empty, {});
+    tb.write("DATA/VALIDATE.5", "waiting");
     panel.showAlertIcons();
     EXPECT_TRUE(panel.view().validate);
     EXPECT_FALSE(QFile::exists(dat("VALIDATE.3")));

@@ -13,7 +13,6 @@
 #include <QComboBox>
 #include <QDialog>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QLabel>
 #include <QListWidget>
@@ -75,6 +74,8 @@ TEST_F(MainWindowTest, RunStatesLightOneLampAndEnableTheOtherCommands) {
               "12:00:00 : Server has Stopped Accepting Connections\n"
               "12:00:00 : Server is now in Offline Mode\n"
               "12:00:00 : Server has Resumed Normal Operation");
+    child<QAction>("mnuDebugClear")->trigger();
+    EXPECT_EQ(child<QPlainTextEdit>("txtDebug")->toPlainText(), QString());
 }
 
 TEST_F(MainWindowTest, LoadingShowsTheBannerAndTheNodesAndStartsTheTimers) {
@@ -178,7 +179,6 @@ TEST_F(MainWindowTest, CheckForUpdatesSaysWhereToGetTheProgramOrStartsIt) {
     child<QAction>("mnuHelpUpdate")->trigger();
     ASSERT_FALSE(board.dialogs.shown.empty());
     EXPECT_EQ(board.dialogs.shown.back().title, "Kts Update");
-    EXPECT_EQ(board.dialogs.shown.back().text.split("\r\n").size(), 3);
     EXPECT_FALSE(child<QDialog>("frmKtsUpdate"));
 
     // The program may be a Linux script; it is started with the type chosen, and left alone.
@@ -201,19 +201,9 @@ TEST_F(MainWindowTest, TheAboutBoxAndTheBbsFinderCaption) {
     child<QAction>("mnuHelpAbout")->trigger();
     auto* about = child<QDialog>("frmAbout");
     ASSERT_TRUE(about);
-    EXPECT_EQ(about->windowTitle(), "KELDTS - About");
     EXPECT_EQ(about->findChild<QLabel*>("lblUptime")->text(),
               "Uptime: 0 days, 0 hours, 1 minutes, 1 seconds");
-    EXPECT_TRUE(about->findChild<QLabel*>("lblDisclaimer")->text().contains("@"));
     EXPECT_FALSE(about->findChild<QPushButton*>("cmdSysInfo")->isEnabled());
-}
-
-TEST_F(MainWindowTest, TheDebugPanesMenuClearsIt) {
-    start();
-    child<QAction>("mnuFileServerStop")->trigger();
-    ASSERT_FALSE(child<QPlainTextEdit>("txtDebug")->toPlainText().isEmpty());
-    child<QAction>("mnuDebugClear")->trigger();
-    EXPECT_EQ(child<QPlainTextEdit>("txtDebug")->toPlainText(), QString());
 }
 
 // The panel shows the board's files at start; the Tools menu reads each part again.
