@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include <sys/socket.h>
+#include <unistd.h>
 
 namespace execsupport {
 
@@ -25,6 +26,24 @@ bool sendAll(int fd, std::string_view bytes) {
         if (n <= 0)
             return false;
         bytes.remove_prefix(static_cast<size_t>(n));
+    }
+    return true;
+}
+
+bool writeAll(int fd, std::string_view bytes, std::optional<off_t> offset) {
+    off_t done = 0;
+    while (!bytes.empty()) {
+        const ssize_t n = offset ? ::pwrite(fd, bytes.data(), bytes.size(), *offset + done)
+                                 : ::write(fd, bytes.data(), bytes.size());
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0) {
+            if (n == 0)
+                errno = EIO;
+            return false;
+        }
+        bytes.remove_prefix(static_cast<size_t>(n));
+        done += n;
     }
     return true;
 }

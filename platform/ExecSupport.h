@@ -1,7 +1,9 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
+#include <sys/types.h>
 
 // What keldts-node-exec's parts share: they run between a caller and a node, free of Qt.
 namespace execsupport {
@@ -15,5 +17,8 @@ int fail(int status, const std::string& message);
 std::string withCause(const std::string& what, int error);
 // Sends all of `bytes` on the socket `fd`; a reader who left makes it fail, not SIGPIPE.
 bool sendAll(int fd, std::string_view bytes);
+// Writes all of `bytes` to the file `fd`, over as many writes as it takes: at `offset`, leaving
+// the file position alone, when one is given. False with errno set.
+bool writeAll(int fd, std::string_view bytes, std::optional<off_t> offset = std::nullopt);
 
 } // namespace execsupport

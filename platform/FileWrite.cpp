@@ -1,5 +1,7 @@
 #include "platform/FileWrite.h"
 
+#include "platform/ExecSupport.h"
+
 #include <QFile>
 #include <QFileInfo>
 
@@ -30,36 +32,18 @@ bool keepOwner(int fd, const struct stat& old) {
 
 namespace {
 
-// Calls `put(from, length, done)` until every byte went; false with errno set.
-template <typename Put> bool putAll(const QByteArray& bytes, Put put) {
-    qsizetype done = 0;
-    while (done < bytes.size()) {
-        const ssize_t n =
-            put(bytes.constData() + done, static_cast<size_t>(bytes.size() - done), done);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0) {
-            if (n == 0)
-                errno = EIO;
-            return false;
-        }
-        done += n;
-    }
-    return true;
+std::string_view viewOf(const QByteArray& bytes) {
+    return {bytes.constData(), static_cast<size_t>(bytes.size())};
 }
 
 } // namespace
 
 bool writeAll(int fd, const QByteArray& bytes) {
-    return putAll(bytes, [fd](const char* from, size_t length, qsizetype) {
-        return ::write(fd, from, length);
-    });
+    return execsupport::writeAll(fd, viewOf(bytes));
 }
 
 bool writeAt(int fd, const QByteArray& bytes, off_t offset) {
-    return putAll(bytes, [fd, offset](const char* from, size_t length, qsizetype done) {
-        return ::pwrite(fd, from, length, offset + off_t(done));
-    });
+    return execsupport::writeAll(fd, viewOf(bytes), offset);
 }
 
 Failure systemFailure(const QString& what, const QString& path) {

@@ -37,21 +37,6 @@ std::string withCause(const std::string& what) {
     return execsupport::withCause(what, errno);
 }
 
-bool writeAll(int fd, std::string_view bytes) {
-    while (!bytes.empty()) {
-        const ssize_t n = ::write(fd, bytes.data(), bytes.size());
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0) {
-            if (n == 0)
-                errno = EIO;
-            return false;
-        }
-        bytes.remove_prefix(static_cast<size_t>(n));
-    }
-    return true;
-}
-
 // The inode of the loopback TCP socket whose local port is `localPort` and whose peer is
 // `remotePort`; 0 when there is none.
 unsigned long socketInode(unsigned localPort, unsigned remotePort) {
@@ -222,7 +207,7 @@ int runSerialRelay(int count, char** args) {
     const std::string settings =
         "[serial]\nserial1=nullmodem server:127.0.0.1 port:" + std::to_string(port) +
         " transparent:1 telnet:1\n";
-    const bool written = writeAll(confFd, settings);
+    const bool written = execsupport::writeAll(confFd, settings);
     const int writeError = errno;
     if (::close(confFd) != 0 || !written) {
         errno = written ? errno : writeError;
