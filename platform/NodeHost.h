@@ -48,6 +48,8 @@ class NodeHost {
     // Asks for a fresh look without waiting for it; the answers above catch up when it comes.
     // A host that looks afresh at every question has nothing to do here.
     virtual void requestWindows() {}
+    // Whether the host is overdue with an answer it was asked for: nodes cannot start then.
+    virtual bool stalled() const { return false; }
     // Starts a node. `done` is called on the event loop once the node holds the socket or the
     // start has failed; the host closes its copy of the socket by then.
     virtual void launch(const Launch& request, std::function<void(const Started&)> done) = 0;

@@ -48,6 +48,7 @@ class TmuxNodeHost : public QObject, public NodeHost {
     qint64 findWindow(const QString& title) override;
     bool isWindow(qint64 handle) override;
     void requestWindows() override;
+    bool stalled() const override { return control_ && !answering(); }
     void launch(const Launch& request, std::function<void(const Started&)> done) override;
     bool show(qint64 handle, Show how, QString* note) override;
     bool sendKeys(qint64 handle, const QList<KeyStroke>& keys, QString* why) override;

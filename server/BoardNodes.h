@@ -31,6 +31,7 @@ class BoardNodes final : public NodeServices {
     void launchNode(int node, int socketFd, const QString& handle,
                     std::function<void()> done) override;
     QStringList nodeRows() override { return table_.rows(); }
+    bool hostStalled() override { return windows_.stalled(); }
 
   private:
     // The command that starts node `node`, or an empty list with `error` set.

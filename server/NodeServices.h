@@ -35,6 +35,8 @@ class NodeServices {
     // loop once the node holds the socket or the start has failed.
     virtual void launchNode(int node, int socketFd, const QString& handle,
                             std::function<void()> done) = 0;
+    // Whether the node host is overdue with an answer, so that no node can start now.
+    virtual bool hostStalled() { return false; }
     // The node list's rows, one per node from 1 to `maxchannelno`.
     virtual QStringList nodeRows() = 0;
 };

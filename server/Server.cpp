@@ -482,5 +482,7 @@ QString Server::statusJson() {
     status.insert(QStringLiteral("runStateNumber"), int(board_.serverState));
     status.insert(QStringLiteral("nodes"), QJsonArray::fromStringList(nodes_.nodeRows()));
     status.insert(QStringLiteral("bbsFinder"), bbsFinder_.caption());
+    status.insert(QStringLiteral("nodeHost"),
+                  nodes_.hostStalled() ? QStringLiteral("stalled") : QStringLiteral("answering"));
     return QString::fromUtf8(QJsonDocument(status).toJson(QJsonDocument::Compact));
 }

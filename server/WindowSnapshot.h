@@ -24,6 +24,7 @@ class WindowSnapshot final : public NodeHost {
     qint64 findWindow(const QString& title) override;
     bool isWindow(qint64 handle) override;
     void requestWindows() override { host_.requestWindows(); }
+    bool stalled() const override { return host_.stalled(); }
     void launch(const Launch& request, std::function<void(const Started&)> done) override {
         host_.launch(request, std::move(done));
     }
