@@ -8,6 +8,8 @@
 #include <QHostInfo>
 #include <QTimer>
 
+#include <unistd.h>
+
 namespace {
 constexpr int kNegotiationMs = 5000;
 constexpr int kNegotiationPollMs = 50;
@@ -237,8 +239,17 @@ void Admission::launch() {
             return false;
         // The watchdog must not judge a node that is half started.
         context_.enableWatchdog(false);
-        context_.nodes.launchNode(node_, connection_->release(), handle_, [this] {
+        // The caller keeps a way back to us until the node holds the socket, so that a node that
+        // never starts is said to the caller instead of a silent hang-up.
+        const int lent = connection_->lend();
+        if (lent < 0)
+            return false;
+        context_.nodes.launchNode(node_, lent, handle_, [this](bool started) {
             context_.enableWatchdog(true);
+            if (!started)
+                return refuse(Refusal::NodeNotStarted);
+            // Closed without a shutdown: that would end the node's connection too.
+            ::close(connection_->release());
             finish();
         });
         return true;
@@ -282,6 +293,12 @@ void Admission::refuse(Refusal reason) {
         pane = t + QStringLiteral(" : Connection Refused (Nodes Per Address) [%1]").arg(ip_);
         event = QStringLiteral("(0) Connection Refused (Nodes Per Address) [%1]").arg(ip_);
         text = admission::addressLimitText(bbsName);
+        break;
+    case Refusal::NodeNotStarted:
+        pane = t + QStringLiteral(" : Connection Refused (Node Not Started) [%1]").arg(node);
+        event =
+            QStringLiteral("(%1) Connection Refused (Node Not Started) [%2]").arg(node).arg(ip_);
+        text = admission::nodeNotStartedText(bbsName);
         break;
     case Refusal::NoKeyPress:
         pane = t + QStringLiteral(" : Connection Refused (No Key Press) [%1]").arg(ip_);

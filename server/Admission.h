@@ -47,7 +47,15 @@ class Admission : public QObject {
     void finished();
 
   private:
-    enum class Refusal { BlockedIp, Offline, NetTime, NoNode, AddressLimit, NoKeyPress };
+    enum class Refusal {
+        BlockedIp,
+        Offline,
+        NetTime,
+        NoNode,
+        AddressLimit,
+        NoKeyPress,
+        NodeNotStarted
+    };
 
     // Where KELDTS.INI asks for it, a caller presses Esc twice before a node is even chosen,
     // which keeps port scanners and silent bots from holding nodes.

@@ -48,6 +48,11 @@ QByteArray noKeyPressText() {
     return "No key pressed. Goodbye." + kCrLf;
 }
 
+QByteArray nodeNotStartedText(const QString& bbsName) {
+    return youHaveReached(bbsName) + "The node could not be started. Please try again later." +
+           kCrLf;
+}
+
 QByteArray netTimeText(const QString& bbsName, const QByteArray& netOnlyFile, bool fileExists) {
     // Only blanks make the file empty: a file of line ends is a text and goes out as it is.
     const bool blank =

@@ -19,6 +19,8 @@ QByteArray allBusyText(const QString& bbsName);
 QByteArray addressLimitText(const QString& bbsName);
 QByteArray pressEscPrompt();
 QByteArray noKeyPressText();
+// What a caller hears when the node host could not start the caller's node.
+QByteArray nodeNotStartedText(const QString& bbsName);
 // NETONLY.TXT when it holds more than blanks, else the board's own words.
 QByteArray netTimeText(const QString& bbsName, const QByteArray& netOnlyFile, bool fileExists);
 QByteArray resolvingPrompt();

@@ -59,7 +59,7 @@ QStringList BoardNodes::nodeCommand(int node, const QString& handle, QString* er
 }
 
 void BoardNodes::launchNode(int node, int socketFd, const QString& handle,
-                            std::function<void()> done) {
+                            std::function<void(bool started)> done) {
     QString error;
     const QStringList command = nodeCommand(node, handle, &error);
     if (command.isEmpty()) {
@@ -68,7 +68,7 @@ void BoardNodes::launchNode(int node, int socketFd, const QString& handle,
         logs_.reportError(error);
         ::close(socketFd);
         table_.writeStateFile(node, 0, 0, 0, handle.toLongLong());
-        done();
+        done(false);
         return;
     }
     const int shown = board_.serverConfig.i16("runminimized");
@@ -87,7 +87,7 @@ void BoardNodes::launchNode(int node, int socketFd, const QString& handle,
             logs_.reportError(
                 QStringLiteral("Node %1 could not be started: %2").arg(node).arg(started.error));
         table_.writeStateFile(node, started.pid, 0, started.handle, handle.toLongLong());
-        done();
+        done(started.handle != 0);
     });
 }
 

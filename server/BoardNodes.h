@@ -29,7 +29,7 @@ class BoardNodes final : public NodeServices {
     bool writeTcpipCfg(const QString& handle, int node, const QString& ip,
                        const QString& hostName) override;
     void launchNode(int node, int socketFd, const QString& handle,
-                    std::function<void()> done) override;
+                    std::function<void(bool started)> done) override;
     QStringList nodeRows() override { return table_.rows(); }
     bool hostStalled() override { return windows_.stalled(); }
 

@@ -115,6 +115,12 @@ QByteArray CallerConnection::receive(qsizetype limit) {
     return data;
 }
 
+int CallerConnection::lend() {
+    if (readNotifier_)
+        readNotifier_->setEnabled(false);
+    return fd_ < 0 ? -1 : ::fcntl(fd_, F_DUPFD_CLOEXEC, 0);
+}
+
 int CallerConnection::release() {
     delete readNotifier_;
     readNotifier_ = nullptr;

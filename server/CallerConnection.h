@@ -27,6 +27,9 @@ class CallerConnection : public QObject {
     QByteArray receive(qsizetype limit);
     // Hands the descriptor over to its next owner; this object then no longer closes it.
     int release();
+    // A second descriptor of the socket for a next owner that may yet give up, with this one
+    // reading nothing meanwhile (what the caller types goes to the node); -1 when none is left.
+    int lend();
     // Closes once the queued output has gone out, or after a bound; deletes itself then.
     void closeWhenSent();
 

@@ -32,9 +32,9 @@ class NodeServices {
     virtual bool writeTcpipCfg(const QString& handle, int node, const QString& ip,
                                const QString& hostName) = 0;
     // Starts the node with the caller's socket, which it takes over; `done` runs on the event
-    // loop once the node holds the socket or the start has failed.
+    // loop once the node holds the socket (true) or the start has failed (false).
     virtual void launchNode(int node, int socketFd, const QString& handle,
-                            std::function<void()> done) = 0;
+                            std::function<void(bool started)> done) = 0;
     // Whether the node host is overdue with an answer, so that no node can start now.
     virtual bool hostStalled() { return false; }
     // The node list's rows, one per node from 1 to `maxchannelno`.

@@ -200,7 +200,7 @@ TEST_F(NodesE2e, CallersStayOnTheirNodesThroughAServerRestartOrKill) {
     ASSERT_NO_FATAL_FAILURE(hangUpAndFree(survivor, 2));
 }
 
-TEST_F(NodesE2e, AStoppedTmuxKeepsCtlAndTheAdmissionAnswering) {
+TEST_F(NodesE2e, AStoppedTmuxKeepsCtlAndTheAdmissionAnsweringAndTellsTheCaller) {
     ASSERT_TRUE(sandbox.startServer());
     const pid_t tmuxPid = tmux({"display-message", "-p", "#{pid}"}).toInt();
     ASSERT_GT(tmuxPid, 0);
@@ -238,9 +238,25 @@ TEST_F(NodesE2e, AStoppedTmuxKeepsCtlAndTheAdmissionAnswering) {
     }
     EXPECT_EQ(answer, "online 1");
     EXPECT_LT(slowest, 100);
+    EXPECT_TRUE(sandbox.ctl("status --json").contains("\"nodeHost\":\"stalled\""));
 
+    // The hand-over time runs out: the caller is told, not dropped in silence, and the node
+    // is free again for the next caller once tmux runs.
+    EXPECT_TRUE(caller.waitFor("You have reached KELD Demo Board.\r\nThe node could not be "
+                               "started. Please try again later.\r\n",
+                               15000))
+        << caller.seen.toStdString();
+    EXPECT_TRUE(caller.waitForClose(5000));
+    EXPECT_TRUE(sandbox.waitForOutput(" : Connection Refused (Node Not Started) [1]"));
     ::kill(tmuxPid, SIGCONT);
-    EXPECT_TRUE(caller.waitFor(greeting(1))) << caller.seen.toStdString();
+    EXPECT_TRUE(sandbox.waitForOutput(" : Node 1 Disconnected", kFreedWithinMs));
+    EXPECT_TRUE(waitUntil(
+        [&] { return sandbox.ctl("status --json").contains("\"nodeHost\":\"answering\""); }, 5000));
+    Caller next;
+    ASSERT_TRUE(
+        waitUntil([&] { return next.call(sandbox.port()) && next.waitFor(kOptions); }, 5000));
+    ASSERT_TRUE(next.send(kDoEcho));
+    EXPECT_TRUE(next.waitFor(greeting(1))) << next.seen.toStdString();
 }
 
 TEST_F(NodesE2e, SysopChatsNoisesClosesBlocksAndBootsThroughTheNodesKeys) {

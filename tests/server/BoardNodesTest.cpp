@@ -22,7 +22,7 @@ class BoardNodesTest : public ::testing::Test {
         int pair[2];
         EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair), 0);
         bool done = false;
-        nodes.launchNode(node, pair[0], handle, [&] { done = true; });
+        nodes.launchNode(node, pair[0], handle, [&](bool) { done = true; });
         EXPECT_TRUE(done);
         return pair[1];
     }

@@ -87,7 +87,7 @@ TEST_F(ServerTest, AnAdmittedCallerIsGreetedLoggedAndHandedToTheNode) {
     for (char c : got.mid(head.size(), got.size() - head.size() - tail.size()))
         EXPECT_TRUE(c >= ' ' && c < 127) << got.toStdString();
 
-    const QString handle = QString::number(nodes.launchedFd);
+    const QString& handle = nodes.launchedHandle;
     EXPECT_EQ(nodes.calls, QStringList({"config 1", "mkdir 1",
                                         QStringLiteral("tcpip %1 1 127.0.0.1 Unknown").arg(handle),
                                         "launch 1"}));
@@ -139,7 +139,7 @@ TEST_F(ServerTest, HostNameIsLookedUpWhenAsked) {
     ASSERT_FALSE(host.isEmpty()) << caller.received.toStdString();
     EXPECT_TRUE(t.read("DATA/BBS.LOG").contains(" Hostname: " + host.toLatin1() + "\r\n"));
     EXPECT_TRUE(nodes.calls.contains(
-        QStringLiteral("tcpip %1 1 127.0.0.1 %2").arg(nodes.launchedFd).arg(host)));
+        QStringLiteral("tcpip %1 1 127.0.0.1 %2").arg(nodes.launchedHandle, host)));
 }
 
 TEST_F(ServerTest, AnAtOnceHangUpIsAnInvalidSessionAndABlockedCallerIsJudgedBeforeTheRunState) {

@@ -30,13 +30,14 @@ class FakeNodes final : public NodeServices {
         calls << QStringLiteral("tcpip %1 %2 %3 %4").arg(handle).arg(node).arg(ip, host);
         return true;
     }
-    void launchNode(int node, int fd, const QString&, std::function<void()> done) override {
+    void launchNode(int node, int fd, const QString& handle,
+                    std::function<void(bool started)> done) override {
         calls << QStringLiteral("launch %1").arg(node);
         socklen_t length = sizeof keepAlive;
         ::getsockopt(fd, SOL_SOCKET, SO_KEEPALIVE, &keepAlive, &length);
-        launchedFd = fd;
+        launchedHandle = handle;
         ::close(fd);
-        done();
+        done(startsNodes);
     }
     QStringList nodeRows() override { return {}; }
     std::pair<int, int> telnetNodes() override { return {1, 2}; }
@@ -44,6 +45,7 @@ class FakeNodes final : public NodeServices {
 
     std::set<int> running, unkillable;
     QStringList calls;
-    int launchedFd = -1;
+    QString launchedHandle;
+    bool startsNodes = true; // false: every launch fails as a node host that cannot start one
     int keepAlive = -1;
 };
