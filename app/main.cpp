@@ -155,8 +155,21 @@ int runServer(QCoreApplication& app, SingleInstance& instance, bool headless,
     QObject::connect(
         &server, &Server::exitRequested, &app, [&app](int code) { app.exit(code); },
         Qt::QueuedConnection);
+    // Headless, the pane is the program's output already.
+    if (!headless)
+        QObject::connect(&server, &Server::announced, &app,
+                         [](const QString& text) { printLine(stdout, text); });
     if (!server.load(commandLine, startDirectory))
         return app.exec();
+    const QString notListening = server.notListening();
+    if (headless && !notListening.isEmpty()) {
+        // Nobody is at a screen to fix it: a service manager's restart policy has to see it.
+        printLine(stderr, QStringLiteral("KELDTS cannot take callers on Telnet port %1: %2")
+                              .arg(server.configuredPort())
+                              .arg(notListening));
+        server.leaveUnattended();
+        return 1;
+    }
     if (!hostNote.isEmpty())
         logs.writeDebugPane(logs.paneTime() + QStringLiteral(" : ") + hostNote);
     for (const QString& note : instance.notes())
@@ -173,9 +186,12 @@ int runServer(QCoreApplication& app, SingleInstance& instance, bool headless,
     QObject::connect(&signalsWatcher, &TerminationSignals::terminationRequested, &server,
                      &Server::leaveUnattended);
     if (demoPort > 0)
-        printLine(stdout,
-                  QStringLiteral("KELDTS demo board is up. Connect with:  telnet localhost %1")
-                      .arg(demoPort));
+        printLine(stdout, notListening.isEmpty()
+                              ? QStringLiteral(
+                                    "KELDTS demo board is up. Connect with:  telnet localhost %1")
+                                    .arg(demoPort)
+                              : QStringLiteral("KELDTS demo board is up but takes no callers: %1")
+                                    .arg(notListening));
     return app.exec();
 }
 

@@ -14,7 +14,7 @@ namespace {
 const QString kCannotLoad = QStringLiteral("Error While Loading KELDTS.CFG");
 
 ConfigLoad fatal(const QString& text) {
-    return {true, text};
+    return {true, text, {}};
 }
 
 void applyDefault(Record& record, const ServerConfigDefault& d, const QDate& today) {
@@ -35,19 +35,21 @@ void applyDefault(Record& record, const ServerConfigDefault& d, const QDate& tod
 }
 
 // Steps that need the paths known: everything about KELDTS.CFG. Fails on a file error, which
-// leaves the rest of the load undone, as the board always has.
-Result<> loadServerConfig(Board& board) {
+// leaves the rest of the load undone, as the board always has. True when the file was made or
+// completed.
+Result<bool> loadServerConfig(Board& board) {
     const QDate today = board.clock.now().date();
     const QString path = board.path(serverConfigLayout());
-    if (!QFileInfo(path).isFile()) {
+    const bool made = !QFileInfo(path).isFile();
+    if (made) {
         if (Result<> created = recordfile::write(path, 1, newServerConfig(today)); !created)
-            return created;
+            return failureOf(created);
     }
     const Result<qint64> size = recordfile::size(path);
     if (!size)
         return failureOf(size);
     if (Result<> read = recordfile::read(path, 1, board.serverConfig); !read)
-        return read;
+        return failureOf(read);
     const qint64 length = size.value();
     Record& cfg = board.serverConfig;
     for (const ServerConfigDefault& d : serverConfigDefaults()) {
@@ -58,9 +60,11 @@ Result<> loadServerConfig(Board& board) {
         if (d.name == "autoload" || d.name == "autoconfig")
             cfg.setI16(d.name, 0);
     }
-    if (length < cfg.layout().length)
-        return recordfile::write(path, 1, cfg);
-    return {};
+    if (length >= cfg.layout().length)
+        return made;
+    if (Result<> completed = recordfile::write(path, 1, cfg); !completed)
+        return failureOf(completed);
+    return true;
 }
 
 // A MAIN.CFG shorter than its record reads as zeros where it ends, and a board with no active
@@ -201,7 +205,8 @@ ConfigLoad loadSystemConfig(Board& board) {
     warnOfShortMainConfig(board);
 
     const Record before = board.serverConfig;
-    if (const Result<> loaded = loadServerConfig(board); !loaded) {
+    const Result<bool> loaded = loadServerConfig(board);
+    if (!loaded) {
         // Without its settings the server cannot even know its port: a start stops here, a
         // running server goes on with what it had.
         if (board.serverState == StateStarting)
@@ -213,7 +218,10 @@ ConfigLoad loadSystemConfig(Board& board) {
         return {};
     }
     correctServerConfig(board);
-    return {};
+    ConfigLoad load;
+    if (loaded.value())
+        load.completed = board.path(serverConfigLayout());
+    return load;
 }
 
 Result<> writeServerConfig(const Board& board, const Record& config) {

@@ -9,6 +9,9 @@
 struct [[nodiscard]] ConfigLoad {
     bool fatal = false;
     QString text;
+    // KELDTS.CFG when this load made it or completed a short one with defaults: a board whose
+    // settings changed under it without the sysop's hand must be told so.
+    QString completed;
 };
 
 // Reads SYSPATHS.CFG from the current directory, moves into the board's main directory, reads

@@ -15,6 +15,7 @@
 #include "server/ProjectLinks.h"
 #include "server/TelnetListener.h"
 
+#include <QDir>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -79,12 +80,10 @@ bool Server::load(const QString& commandLine, const QString& startDirectory) {
     board_.startTime = board_.clock.now();
     board_.displayDate = board_.startTime.date();
     logs_.attach(&board_);
+    iniPath_ = QDir(startDirectory).filePath(QStringLiteral("KELDTS.INI"));
     removeLegacyFiles(startDirectory);
-    const ConfigLoad loaded = loadSystemConfig(board_);
-    if (loaded.fatal) {
-        onFatal(loaded.text);
+    if (!loadSettings())
         return false;
-    }
     // A change to several board files that a crash or a kill cut short is finished or undone
     // before anything reads them.
     if (Result<> recovered = allornone::recover(board_.journalPath()); !recovered)
@@ -140,23 +139,68 @@ bool Server::load(const QString& commandLine, const QString& startDirectory) {
     return true;
 }
 
+bool Server::loadSettings() {
+    const ConfigLoad loaded = loadSystemConfig(board_);
+    if (loaded.fatal) {
+        onFatal(loaded.text);
+        return false;
+    }
+    if (!loaded.completed.isEmpty()) {
+        const QString text =
+            QStringLiteral("%1 was completed with default settings; callers are taken on Telnet "
+                           "port %2.")
+                .arg(loaded.completed)
+                .arg(configuredPort());
+        logs_.writeDebugPane(logs_.paneTime() + QStringLiteral(" : ") + text);
+        logs_.writeEventLog(text);
+        emit announced(text);
+    }
+    return true;
+}
+
+void Server::reloadPlatformSettings() {
+    PlatformSettings fresh = readPlatformSettings(iniPath_);
+    if (!fresh.unreadable.isEmpty()) {
+        logs_.reportError(fresh.unreadable);
+        return;
+    }
+    // The node host was chosen when the program started and stays for its run.
+    fresh.nodeHost = board_.platform.nodeHost;
+    for (const QString& problem : std::as_const(fresh.problems))
+        logs_.writeDebugPane(logs_.paneTime() + QStringLiteral(" : Not understood: ") + problem);
+    board_.platform = std::move(fresh);
+}
+
+void Server::followListenSettings() {
+    if (nodes_.isNodeInUse(0))
+        return;
+    const quint16 port = configuredPort();
+    const QString& wanted = board_.platform.listenAddress;
+    const bool moved =
+        listener_->serverPort() != port ||
+        listener_->serverAddress() !=
+            (wanted.isEmpty() ? QHostAddress(QHostAddress::Any) : QHostAddress(wanted));
+    if (moved || !listener_->isListening())
+        startListening();
+}
+
 void Server::startListening() {
     listener_->close();
-    const auto port = static_cast<quint16>(board_.serverConfig.i16("telnetport"));
+    const quint16 port = configuredPort();
     const QString& wanted = board_.platform.listenAddress;
     const QHostAddress address =
         wanted.isEmpty() ? QHostAddress(QHostAddress::Any) : QHostAddress(wanted);
     if (address.isNull()) {
-        board_.dialogs.message(
-            kErrorTitle,
-            QStringLiteral("listen=%1 in the [Server] section of KELDTS.INI is no address to "
-                           "listen on.")
-                .arg(wanted),
-            MessageIcon::Exclamation);
+        notListening_ = QStringLiteral("listen=%1 in the [Server] section of KELDTS.INI is no "
+                                       "address to listen on.")
+                            .arg(wanted);
+        board_.dialogs.message(kErrorTitle, notListening_, MessageIcon::Exclamation);
         return;
     }
-    if (listener_->listen(address, port))
+    if (listener_->listen(address, port)) {
+        notListening_.clear();
         return;
+    }
     const bool privileged = port < 1024 && ::geteuid() != 0 &&
                             listener_->serverError() == QAbstractSocket::SocketAccessError;
     const QString text =
@@ -171,6 +215,7 @@ void Server::startListening() {
                   .arg(address.toString())
                   .arg(port)
                   .arg(listener_->errorString());
+    notListening_ = text;
     board_.dialogs.message(kErrorTitle, text, MessageIcon::Exclamation);
 }
 
@@ -200,28 +245,21 @@ void Server::serverOffline() {
 }
 
 void Server::reloadConfig() {
-    const ConfigLoad loaded = loadSystemConfig(board_);
-    if (loaded.fatal) {
-        onFatal(loaded.text);
+    reloadPlatformSettings();
+    if (!loadSettings())
         return;
-    }
     loadWindowState(board_, face_.geometry());
     panel_.updateOptionalMenus();
-    if (!nodes_.isNodeInUse(0))
-        startListening();
+    followListenSettings();
     nodes_.refreshNodeList();
     panel_.refresh();
     panel_.setMainCaption();
 }
 
 void Server::serverConfigChanged() {
-    const ConfigLoad loaded = loadSystemConfig(board_);
-    if (loaded.fatal) {
-        onFatal(loaded.text);
+    if (!loadSettings())
         return;
-    }
-    if (!nodes_.isNodeInUse(0))
-        startListening();
+    followListenSettings();
     if (board_.serverConfig.i16("updatetype") >= 1)
         timer5_.start();
     else
@@ -375,11 +413,8 @@ void Server::watchdogTick() {
 }
 
 void Server::minuteTick() {
-    const ConfigLoad loaded = loadSystemConfig(board_);
-    if (loaded.fatal) {
-        onFatal(loaded.text);
+    if (!loadSettings())
         return;
-    }
     panel_.guardStatistics();
     if (board_.serverConfig.i16("dailymaint") == 1)
         panel_.countIdleMinute();
@@ -413,7 +448,7 @@ void Server::updateTick() {
 QString Server::control(const QString& command, std::function<void()>& after) {
     const QString word = command.trimmed().toLower();
     if (word == QLatin1String("status"))
-        return runStateName(board_.serverState);
+        return statusLines();
     if (word == QLatin1String("status --json"))
         return statusJson();
     if (word == QLatin1String("nodes"))
@@ -472,7 +507,13 @@ QString Server::control(const QString& command, std::function<void()>& after) {
         return *reply;
     else
         return QStringLiteral("unknown command: ") + command.trimmed();
-    return runStateName(board_.serverState);
+    return statusLines();
+}
+
+QString Server::statusLines() const {
+    const QString state = runStateName(board_.serverState);
+    return notListening_.isEmpty() ? state
+                                   : state + QStringLiteral("\nnot listening: ") + notListening_;
 }
 
 QString Server::statusJson() {
@@ -482,6 +523,9 @@ QString Server::statusJson() {
     status.insert(QStringLiteral("runStateNumber"), int(board_.serverState));
     status.insert(QStringLiteral("nodes"), QJsonArray::fromStringList(nodes_.nodeRows()));
     status.insert(QStringLiteral("bbsFinder"), bbsFinder_.caption());
+    status.insert(QStringLiteral("listening"), notListening_.isEmpty());
+    if (!notListening_.isEmpty())
+        status.insert(QStringLiteral("notListening"), notListening_);
     status.insert(QStringLiteral("nodeHost"),
                   nodes_.hostStalled() ? QStringLiteral("stalled") : QStringLiteral("answering"));
     return QString::fromUtf8(QJsonDocument(status).toJson(QJsonDocument::Compact));

@@ -74,6 +74,12 @@ class Server : public QObject {
         showText_ = std::move(show);
     }
     quint16 listeningPort() const;
+    // The Telnet port the settings name, which KELDTS.CFG holds as a signed number.
+    quint16 configuredPort() const {
+        return static_cast<quint16>(board_.serverConfig.i16("telnetport"));
+    }
+    // Why no caller can come in: the listening socket could not be opened. Empty while it is.
+    const QString& notListening() const { return notListening_; }
     // The unattended duties, which the Tools menu also starts by hand.
     ScheduledWork& scheduledWork() { return work_; }
     StatusPanel& statusPanel() { return panel_; }
@@ -85,10 +91,21 @@ class Server : public QObject {
 
   signals:
     void exitRequested(int exitCode);
+    // A note about the start that a sysop reading the program's output must see too.
+    void announced(const QString& text);
     void runStateChanged(int state);
 
   private:
+    // Loads the settings again, says when KELDTS.CFG had to be completed; false after a fatal
+    // fault, which ends the program.
+    bool loadSettings();
+    // KELDTS.INI read again; what only a start can change stays as it was.
+    void reloadPlatformSettings();
+    // Opens the listening socket on the settings' port and address; says why not when it cannot.
     void startListening();
+    // Reopens the listening socket when the settings moved it or it is not open, while no node
+    // is in use.
+    void followListenSettings();
     void setRunState(int state, const QString& paneText, const QString& logText);
     void onConnectionRequest(int socketFd);
     void onFatal(const QString& text);
@@ -102,6 +119,8 @@ class Server : public QObject {
     void minuteTick();
     void secondTick();
     void updateTick();
+    // The run state, and on a second line why no caller can come in while that is so.
+    QString statusLines() const;
     // Everything the status panel shows, and the run state and the nodes, as one JSON object.
     QString statusJson();
 
@@ -111,6 +130,8 @@ class Server : public QObject {
     NodeServices& nodes_;
     ConsoleFace& face_;
     TelnetListener* listener_;
+    QString notListening_;
+    QString iniPath_;
     QTimer timer1_, timer2_, timer3_, timer4_, timer5_;
     QPoint recordedPosition_;
     std::function<bool(const QString&)> ipFilter_;

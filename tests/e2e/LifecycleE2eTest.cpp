@@ -129,17 +129,43 @@ TEST_F(LifecycleE2e, ControlSocketServesSixteenForAFewSecondsAndListenersRecover
     EXPECT_EQ(answer(sandbox.port()), kBusyText);
 }
 
-TEST_F(LifecycleE2e, TakenPortIsReportedExitsFreeTheBoardAndATamperableRuntimeDirIsRefused) {
+TEST_F(LifecycleE2e, TakenPortEndsAHeadlessStartAReloadMovesTheListenerAndExitsFreeTheBoard) {
+    // With nobody at a screen, a server that takes no caller must not pass for a healthy one.
     QTcpServer holder;
     ASSERT_TRUE(holder.listen(QHostAddress::Any, sandbox.port()));
-    ASSERT_TRUE(sandbox.startServer());
-    EXPECT_TRUE(sandbox.waitForOutput(
-        "KELDTS - Error: The Telnet listen port is being used by another application.\n"))
-        << sandbox.serverOutput().toStdString();
+    const RunResult taken = sandbox.run({"--headless"}, sandbox.mainDir());
+    EXPECT_EQ(taken.exitCode, 1);
+    const QByteArray busyPort = "The Telnet listen port is being used by another application.";
+    EXPECT_TRUE(
+        taken.out.contains("KELDTS - Error: " + busyPort + "\n") &&
+        taken.err.contains(
+            QString("KELDTS cannot take callers on Telnet port %1: ").arg(sandbox.port()).toUtf8() +
+            busyPort))
+        << taken.out.toStdString() << taken.err.toStdString();
     holder.close();
-    // A reload listens only while no node is in use, and the load's admission lock counts as one
-    // until the lock timer's first tick a second on, which nothing outside shows: so, the clock.
+
+    // A short KELDTS.CFG (an older version's) is completed with defaults, and said so: its port
+    // could have been one of them.
+    ASSERT_NO_FATAL_FAILURE(sandbox.write("KELDTS.CFG", sandbox.read("KELDTS.CFG").left(146)));
+    ASSERT_TRUE(sandbox.startServer());
+    const QString completed = QString("%1 was completed with default settings; callers are taken "
+                                      "on Telnet port %2.")
+                                  .arg(sandbox.path("KELDTS.CFG"))
+                                  .arg(sandbox.port());
+    EXPECT_TRUE(sandbox.waitForOutput(completed.toUtf8())) << sandbox.serverOutput().toStdString();
+
+    // KELDTS.INI read again by a reload moves the listener, and back; the status says while it
+    // listens nowhere. A reload listens only while no node is in use, and the load's admission
+    // lock counts as one until the lock timer's first tick a second on: so, the clock.
     QThread::msleep(1100);
+    const QByteArray ini = sandbox.read("KELDTS.INI");
+    ASSERT_NO_FATAL_FAILURE(
+        sandbox.write("KELDTS.INI", QByteArray(ini).replace("listen=\n", "listen=192.0.2.1\n")));
+    EXPECT_EQ(sandbox.ctl("reload"), QString("online 1\nnot listening: Cannot listen on 192.0.2.1 "
+                                             "port %1: The address is not available")
+                                         .arg(sandbox.port()));
+    EXPECT_FALSE(Caller().call(sandbox.port()));
+    ASSERT_NO_FATAL_FAILURE(sandbox.write("KELDTS.INI", ini));
     EXPECT_EQ(sandbox.ctl("reload"), "online 1");
     EXPECT_EQ(answer(sandbox.port()), kBusyText);
     EXPECT_EQ(sandbox.ctl("exit"), "exiting");
@@ -156,8 +182,9 @@ TEST_F(LifecycleE2e, TakenPortIsReportedExitsFreeTheBoardAndATamperableRuntimeDi
     EXPECT_EQ(status.exitCode, 1);
     EXPECT_TRUE(status.err.contains("not running on the board in " + sandbox.root().toUtf8()))
         << status.err.toStdString();
-    EXPECT_EQ(sandbox.logEntries(),
-              QStringList({kLoaded, kBusy, kUnloaded, kLoaded, kBusy, kUnloaded}));
+    EXPECT_EQ(sandbox.logEntries(), QStringList({kLoaded, kUnloaded, completed, kLoaded, kBusy,
+                                                 kUnloaded, kLoaded, kBusy, kUnloaded}))
+        << sandbox.logEntries().join('\n').toStdString();
 
     // A runtime directory others could tamper with is refused by the server and by ctl.
     const QString runtime = sandbox.runtimeDir();
