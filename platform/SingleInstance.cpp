@@ -23,10 +23,16 @@
 namespace {
 
 constexpr qint64 kMaxCommandLength = 1024;
-// `keldts ctl` sends one line and reads one answer, so a handful of connections at once is
-// plenty; more, or one that sits silent, would only hold descriptors the callers need.
-constexpr int kMaxClients = 16;
+// `keldts ctl` sends one line and reads one answer. The bound is per program, so that one that
+// hogs the socket keeps out only itself; the bound over all of them only keeps descriptors for
+// the callers, and when it is reached the one that has been silent longest makes room.
+constexpr int kMaxClientsPerProcess = 4;
+constexpr int kMaxClients = 64;
 constexpr int kClientDeadlineMs = 5000;
+// `keldts ctl` writes its line as soon as it is connected.
+constexpr int kFirstLineMs = 1000;
+// How often the server makes sure its control socket is still where `ctl` looks for it.
+constexpr int kPlaceCheckMs = 5000;
 // Out of descriptors, the waiting connection stays in the backlog and the socket stays
 // readable: look again after a pause instead of spinning on it.
 constexpr int kAcceptRetryMs = 250;
@@ -98,14 +104,13 @@ SingleInstance::SingleInstance(const QString& boardDirectory, QObject* parent)
     : QObject(parent), board_(boardDirectory) {}
 
 SingleInstance::~SingleInstance() {
-    if (listenFd_ >= 0) {
-        delete notifier_;
-        ::close(listenFd_);
-        // Gone with us, so that `ctl` hears at once that nothing runs here; a failure leaves a
-        // stale file the next start replaces.
+    // Gone with us, so that `ctl` hears at once that nothing runs here; a failure leaves a
+    // stale file the next start replaces. A socket in our place now is another server's.
+    if (listenFd_ >= 0 && socketIsOurs()) {
         const QByteArray name = QFile::encodeName(socketPath(board_));
         (void)::unlink(name.constData());
     }
+    stopListening();
     if (lockFd_ >= 0)
         ::close(lockFd_);
 }
@@ -227,6 +232,11 @@ Result<> SingleInstance::listen(gid_t group) {
         return fail("set the mode of");
     if (::listen(fd, kMaxClients) != 0)
         return fail("listen on");
+    struct stat bound {};
+    if (::lstat(name.constData(), &bound) != 0)
+        return fail("look at");
+    socketDevice_ = bound.st_dev;
+    socketInode_ = bound.st_ino;
     listenFd_ = fd;
     notifier_ = new QSocketNotifier(fd, QSocketNotifier::Read, this);
     connect(notifier_, &QSocketNotifier::activated, this, &SingleInstance::acceptAll);
@@ -234,17 +244,64 @@ Result<> SingleInstance::listen(gid_t group) {
     retry_->setSingleShot(true);
     retry_->setInterval(kAcceptRetryMs);
     connect(retry_, &QTimer::timeout, notifier_, [this] { notifier_->setEnabled(true); });
+    if (!placeCheck_) {
+        placeCheck_ = new QTimer(this);
+        connect(placeCheck_, &QTimer::timeout, this, &SingleInstance::checkPlace);
+        placeCheck_->start(kPlaceCheckMs);
+    }
     return {};
+}
+
+void SingleInstance::stopListening() {
+    delete notifier_;
+    notifier_ = nullptr;
+    delete retry_;
+    retry_ = nullptr;
+    if (listenFd_ >= 0)
+        ::close(std::exchange(listenFd_, -1));
+}
+
+bool SingleInstance::socketIsOurs() const {
+    struct stat now {};
+    const QByteArray name = QFile::encodeName(socketPath(board_));
+    return ::lstat(name.constData(), &now) == 0 && now.st_dev == socketDevice_ &&
+           now.st_ino == socketInode_;
+}
+
+void SingleInstance::checkPlace() {
+    if (socketIsOurs()) {
+        placeLost_ = false;
+        return;
+    }
+    const QString path = socketPath(board_);
+    // The old lock is held until a new one is: no second server may start in between.
+    stopListening();
+    const int oldLock = std::exchange(lockFd_, -1);
+    const Result<Claim> again = acquire();
+    if (again && again.value() == Claim::Ours) {
+        ::close(oldLock);
+        emit trouble(QStringLiteral("The control socket %1 was gone (its directory renamed or "
+                                    "removed, or the socket replaced); it has been made again")
+                         .arg(path));
+        return;
+    }
+    stopListening();
+    if (lockFd_ >= 0)
+        ::close(lockFd_);
+    lockFd_ = oldLock;
+    if (std::exchange(placeLost_, true))
+        return;
+    emit trouble(QStringLiteral("The control socket %1 is gone and cannot be made again: %2; "
+                                "keldts ctl cannot reach this server until it is restarted")
+                     .arg(path, again ? QStringLiteral("another KELDTS holds the board now")
+                                      : again.error()));
 }
 
 void SingleInstance::acceptAll() {
     for (;;) {
         const int fd = ::accept4(listenFd_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
         if (fd >= 0) {
-            if (clients_ >= kMaxClients)
-                ::close(fd);
-            else
-                serve(fd);
+            admit(fd);
             continue;
         }
         const int cause = errno;
@@ -264,24 +321,59 @@ void SingleInstance::acceptAll() {
     }
 }
 
-void SingleInstance::serve(int fd) {
+void SingleInstance::admit(int fd) {
+    ucred peer{};
+    socklen_t length = sizeof peer;
+    const pid_t process =
+        ::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &length) == 0 ? peer.pid : 0;
+    const auto fromProcess =
+        std::count_if(clients_.begin(), clients_.end(),
+                      [process](const Client& c) { return c.process == process; });
+    if (fromProcess >= kMaxClientsPerProcess ||
+        (int(clients_.size()) >= kMaxClients && !dropLongestSilent())) {
+        ::close(fd);
+        return;
+    }
+    serve(fd, process);
+}
+
+bool SingleInstance::dropLongestSilent() {
+    const auto silent =
+        std::find_if(clients_.begin(), clients_.end(), [](const Client& c) { return !c.heard; });
+    if (silent == clients_.end())
+        return false;
+    QLocalSocket* socket = silent->socket;
+    clients_.erase(silent);
+    socket->abort();
+    socket->deleteLater();
+    return true;
+}
+
+void SingleInstance::serve(int fd, pid_t process) {
     auto* client = new QLocalSocket(this);
     if (!client->setSocketDescriptor(fd)) {
         ::close(fd);
         delete client;
         return;
     }
-    ++clients_;
-    connect(client, &QObject::destroyed, this, [this] { --clients_; });
+    clients_.push_back(Client{client, process, false});
+    connect(client, &QObject::destroyed, this, [this, client] {
+        std::erase_if(clients_, [client](const Client& c) { return c.socket == client; });
+    });
     connect(client, &QLocalSocket::disconnected, client, &QObject::deleteLater);
-    // A whole exchange gets one deadline, so a client that trickles bytes cannot stay either.
-    auto* deadline = new QTimer(client);
-    deadline->setSingleShot(true);
-    connect(deadline, &QTimer::timeout, client, [client] {
+    const auto drop = [client] {
         client->abort();
         client->deleteLater();
+    };
+    // A whole exchange gets one deadline, so a client that trickles bytes cannot stay either;
+    // one that has not said its line soon is not a `ctl` at all.
+    QTimer::singleShot(kClientDeadlineMs, client, drop);
+    QTimer::singleShot(kFirstLineMs, client, [this, client, drop] {
+        const auto it = std::find_if(clients_.begin(), clients_.end(),
+                                     [client](const Client& c) { return c.socket == client; });
+        if (it != clients_.end() && !it->heard)
+            drop();
     });
-    deadline->start(kClientDeadlineMs);
     connect(client, &QLocalSocket::readyRead, this, [this, client] {
         if (!client->canReadLine()) {
             if (client->bytesAvailable() > kMaxCommandLength) {
@@ -292,6 +384,10 @@ void SingleInstance::serve(int fd) {
         }
         // One command per connection: what follows the first line is not read.
         disconnect(client, &QLocalSocket::readyRead, this, nullptr);
+        for (Client& c : clients_) {
+            if (c.socket == client)
+                c.heard = true;
+        }
         const QString command = QString::fromUtf8(client->readLine(kMaxCommandLength)).trimmed();
         std::function<void()> after;
         const QString reply = handler_ ? handler_(command, after) : QStringLiteral("not ready");
@@ -334,8 +430,10 @@ Result<QString> SingleInstance::request(const QString& board, const QString& com
     if (::stat(boardName.constData(), &owner) != 0)
         return Failure{QStringLiteral("Cannot look at %1: %2").arg(board, errnoText(errno))};
     if (Result<> safe = trusted(dir, info, {::geteuid(), owner.st_uid}); !safe)
-        return Failure{QStringLiteral("keldts ctl will not talk to a socket in %1: %2. The board's "
-                                      "owner should remove it (rm -r %1) and restart KELDTS.")
+        return Failure{QStringLiteral("keldts ctl will not talk to a socket in %1: %2. A KELDTS "
+                                      "running there still uses it: the board's owner should stop "
+                                      "that server first, then remove it (rm -r %1) and start "
+                                      "KELDTS again.")
                            .arg(dir, safe.error())};
 
     QLocalSocket socket;

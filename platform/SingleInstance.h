@@ -8,9 +8,11 @@
 #include <QStringList>
 
 #include <functional>
+#include <vector>
 
 #include <sys/types.h>
 
+class QLocalSocket;
 class QSocketNotifier;
 class QTimer;
 
@@ -49,21 +51,40 @@ class SingleInstance : public QObject {
                                    int timeoutMs = 5000);
 
   signals:
-    // Control connections cannot be taken (no descriptors left); said at most once a second.
+    // Control connections cannot be taken (no descriptors left), said at most once a second; or
+    // the control socket went from its place.
     void trouble(const QString& text);
 
   private:
+    struct Client {
+        QLocalSocket* socket;
+        pid_t process;
+        bool heard; // its command line has come
+    };
+
     // `group` gets the socket too unless it is gid_t(-1).
     Result<> listen(gid_t group);
+    void stopListening();
     void acceptAll();
-    void serve(int fd);
+    void admit(int fd);
+    void serve(int fd, pid_t process);
+    // Closes the client that has said nothing for longest; false when every client has spoken.
+    bool dropLongestSilent();
+    // Someone moved or removed the runtime directory, or replaced the socket: `ctl` would find
+    // nobody, or someone else. The board is claimed again where `ctl` looks.
+    void checkPlace();
+    bool socketIsOurs() const;
 
     QString board_;
     int lockFd_ = -1;
     int listenFd_ = -1;
-    int clients_ = 0;
+    dev_t socketDevice_ = 0;
+    ino_t socketInode_ = 0;
+    std::vector<Client> clients_; // oldest first
+    bool placeLost_ = false;
     QSocketNotifier* notifier_ = nullptr;
     QTimer* retry_ = nullptr;
+    QTimer* placeCheck_ = nullptr;
     QElapsedTimer lastTrouble_;
     QStringList notes_;
     Handler handler_;

@@ -18,9 +18,15 @@
 
 #include <algorithm>
 #include <array>
+#include <csignal>
+#include <cstring>
+#include <vector>
 
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -77,12 +83,51 @@ TEST_F(LifecycleE2e, SecondStartOnTheBoardFromAnySessionIsTurnedAwayWithoutTouch
         << sandbox.serverOutput().toStdString();
 }
 
-TEST_F(LifecycleE2e, ControlSocketServesSixteenForAFewSecondsAndListenersRecoverFromNoDescriptors) {
+// Processes that connect to the control socket, say nothing and connect again when dropped,
+// until the guard ends them.
+class SilentControlClients {
+  public:
+    SilentControlClients(const QString& socket, int count) {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        const QByteArray name = QFile::encodeName(socket);
+        std::memcpy(address.sun_path, name.constData(), size_t(name.size()));
+        for (int i = 0; i < count; ++i) {
+            const pid_t pid = ::fork();
+            if (pid == 0)
+                holdOn(address);
+            children_.push_back(pid);
+        }
+    }
+    ~SilentControlClients() {
+        for (const pid_t pid : children_) {
+            ::kill(pid, SIGKILL);
+            ::waitpid(pid, nullptr, 0);
+        }
+    }
+
+  private:
+    [[noreturn]] static void holdOn(const sockaddr_un& address) {
+        for (;;) {
+            const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+            if (::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
+                char byte;
+                (void)::read(fd, &byte, 1); // returns when the server drops us
+            } else {
+                ::usleep(1000);
+            }
+            ::close(fd);
+        }
+    }
+    std::vector<pid_t> children_;
+};
+
+TEST_F(LifecycleE2e, ControlSocketOutlastsSilentClientsAMovedDirectoryAndNoDescriptors) {
     ASSERT_TRUE(sandbox.startServer());
     const QString control = sandbox.runtimeDir() + "/KELDTS.sock";
-    // Clients that say nothing: sixteen are served, one more is closed at once, and the sixteen
-    // are closed when their time is up.
-    std::array<QLocalSocket, 17> silent;
+    // One program's silent clients: four are served, the rest closed at once, and the four are
+    // closed when their first line is overdue.
+    std::array<QLocalSocket, 6> silent;
     for (QLocalSocket& client : silent) {
         client.connectToServer(control);
         ASSERT_TRUE(client.waitForConnected(5000));
@@ -93,9 +138,29 @@ TEST_F(LifecycleE2e, ControlSocketServesSixteenForAFewSecondsAndListenersRecover
                    client.waitForDisconnected(1);
         });
     };
-    EXPECT_TRUE(waitUntil([&] { return closed() == 1; }, 2000));
-    EXPECT_EQ(closed(), 1);
-    EXPECT_TRUE(waitUntil([&] { return closed() == 17; }, 10000));
+    EXPECT_TRUE(waitUntil([&] { return closed() == 2; }, 2000));
+    EXPECT_EQ(sandbox.ctl("status"), "online 1");
+    EXPECT_TRUE(waitUntil([&] { return closed() == 6; }, 3000));
+
+    // Twenty programs doing the same, each back as soon as it is dropped, keep no ctl out.
+    {
+        SilentControlClients hogs(control, 20);
+        QThread::msleep(300);
+        int answered = 0;
+        for (int i = 0; i < 10; ++i)
+            answered += sandbox.ctl("status") == "online 1";
+        EXPECT_EQ(answered, 10);
+    }
+
+    // The runtime directory moved away under the server: the socket is made again where ctl
+    // looks, and said so.
+    const QString moved = sandbox.root() + "/moved-runtime";
+    ASSERT_TRUE(QDir().rename(sandbox.runtimeDir(), moved));
+    EXPECT_TRUE(sandbox.waitForOutput("was gone (its directory renamed or removed, or the socket "
+                                      "replaced); it has been made again",
+                                      10000))
+        << sandbox.serverOutput().toStdString();
+    EXPECT_EQ(sandbox.ctl("status"), "online 1");
 
 #ifdef __SANITIZE_ADDRESS__
     // UBSan checks a vtable by writing it to a pipe: with no descriptor left, every check fails.
