@@ -64,6 +64,7 @@ void Admission::askForKeys() {
         connect(waitTimer_, &QTimer::timeout, this, [this] { refuse(Refusal::NoKeyPress); });
         waitTimer_->start(context_.keyPressTimeoutMs);
         connect(connection_, &CallerConnection::readable, this, &Admission::keysArrived);
+        emit awaitingKeys();
         keysArrived();
         return true;
     });
@@ -73,6 +74,8 @@ void Admission::keysArrived() {
     if (done_ || !waitTimer_->isActive())
         return;
     const QByteArray typed = keys_.feed(connection_->receive(kReadChunk));
+    if (!typed.isEmpty())
+        emit keyTyped();
     escapes_ += int(typed.count('\x1b'));
     if (!connection_->isConnected()) {
         waitTimer_->stop();
@@ -85,6 +88,13 @@ void Admission::keysArrived() {
     disconnect(connection_, &CallerConnection::readable, this, &Admission::keysArrived);
     node_ = context_.takeNode(ip_);
     later(&Admission::judge);
+}
+
+void Admission::dropSilent() {
+    if (done_ || !waitTimer_ || !waitTimer_->isActive())
+        return;
+    waitTimer_->stop();
+    refuse(Refusal::NoKeyPress);
 }
 
 void Admission::judge() {

@@ -42,9 +42,14 @@ class Admission : public QObject {
     void start();
     // The node this admission holds (0 for none), to be let go of once it has finished.
     int node() const { return node_ > 0 ? node_ : 0; }
+    // Lets a caller go who was asked for keys and has typed nothing, as its place is wanted.
+    void dropSilent();
 
   signals:
     void finished();
+    // The caller has been asked for keys; keyTyped() once he types, telnet commands aside.
+    void awaitingKeys();
+    void keyTyped();
 
   private:
     enum class Refusal {

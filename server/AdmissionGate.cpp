@@ -29,20 +29,52 @@ std::optional<AdmissionGate::Drop> AdmissionGate::enter(const QString& address, 
         why = Drop::Starting;
     else if (lock != locked_.constEnd() && !lock->hasExpired())
         why = Drop::AddressBusy;
-    else if (admitting_ >= mostAtOnce_)
+    else if (admitting() >= mostAtOnce_ && !makeRoom())
         why = Drop::TooMany;
     if (why) {
         ++dropped_[*why];
         return why;
     }
     locked_.insert(address, QDeadlineTimer(QDeadlineTimer::Forever));
-    ++admitting_;
+    admitting_.insert(address);
     return std::nullopt;
 }
 
 void AdmissionGate::leave(const QString& address) {
+    lock(address);
+}
+
+void AdmissionGate::lock(const QString& address) {
     locked_.insert(address, QDeadlineTimer(kLockMs));
-    --admitting_;
+    admitting_.remove(address);
+    silent_.remove(address);
+}
+
+void AdmissionGate::awaitKey(const QString& address, std::function<void()> drop) {
+    Silent& silent = silent_[address];
+    silent.since.start();
+    silent.drop = std::move(drop);
+}
+
+void AdmissionGate::keyHeard(const QString& address) {
+    silent_.remove(address);
+}
+
+bool AdmissionGate::makeRoom() {
+    auto longest = silent_.end();
+    for (auto it = silent_.begin(); it != silent_.end(); ++it) {
+        if (it->since.hasExpired(silentGraceMs_) &&
+            (longest == silent_.end() || it->since < longest->since))
+            longest = it;
+    }
+    if (longest == silent_.end())
+        return false;
+    // The place is free from here on; the admission's own end comes later and changes nothing.
+    const std::function<void()> drop = std::move(longest->drop);
+    const QString address = longest.key();
+    lock(address);
+    drop();
+    return true;
 }
 
 QString AdmissionGate::tick() {

@@ -5,7 +5,9 @@
 #include "data/DosReach.h"
 #include "data/SystemConfig.h"
 #include "platform/AllOrNone.h"
+#include "server/AddressNetwork.h"
 #include "server/Admission.h"
+#include "server/AdmissionTexts.h"
 #include "server/CallerConnection.h"
 #include "server/CommandLine.h"
 #include "server/IpFilter.h"
@@ -360,8 +362,15 @@ void Server::foldStatistics(bool shrunk) {
 
 void Server::onConnectionRequest(int socketFd) {
     const QString address = CallerConnection::peerAddress(socketFd);
-    if (gate_.enter(address, board_.serverState >= StateOnline)) {
-        ::close(socketFd);
+    if (const auto dropped = gate_.enter(address, board_.serverState >= StateOnline)) {
+        if (*dropped != AdmissionGate::Drop::TooMany) {
+            ::close(socketFd);
+            return;
+        }
+        // A caller who finds every place taken is told so rather than hung up on.
+        auto* busy = new CallerConnection(socketFd);
+        busy->send(admission::allBusyText(board_.mainConfig.text("bbsname")));
+        busy->closeWhenSent();
         return;
     }
     auto* admission = new Admission(*context_, socketFd, this);
@@ -370,17 +379,28 @@ void Server::onConnectionRequest(int socketFd) {
         gate_.leave(address);
         admission->deleteLater();
     });
+    connect(admission, &Admission::awaitingKeys, this, [this, admission, address] {
+        gate_.awaitKey(address, [admission] { admission->dropSilent(); });
+    });
+    connect(admission, &Admission::keyTyped, this, [this, address] { gate_.keyHeard(address); });
     admission->start();
 }
 
 int Server::takeNode(const QString& address) {
     const int most = board_.platform.nodesPerAddress;
     if (most > 0) {
+        // The addresses of one network count together, or a caller with a block of them
+        // could take every node.
+        const QString network = callerNetwork(address);
+        const auto inNetwork = [&](const QString& other) {
+            return callerNetwork(other) == network;
+        };
         const auto [first, last] = nodes_.telnetNodes();
-        int held = int(std::count(board_.admitting.cbegin(), board_.admitting.cend(), address));
+        int held =
+            int(std::count_if(board_.admitting.cbegin(), board_.admitting.cend(), inNetwork));
         for (int node = first; node <= last && held < most; ++node) {
             if (!board_.admitting.contains(node) && nodes_.isNodeStarted(node) &&
-                nodefiles::callerAddress(board_, node) == address)
+                inNetwork(nodefiles::callerAddress(board_, node)))
                 ++held;
         }
         if (held >= most)

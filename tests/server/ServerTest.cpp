@@ -13,7 +13,10 @@
 #include <QTcpSocket>
 #include <QTest>
 
+#include <algorithm>
+#include <memory>
 #include <set>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -188,7 +191,8 @@ TEST_F(ServerTest, TheIniDefencesAskForEscapeTwiceAndLimitNodesPerAddress) {
     t.board->platform.nodesPerAddress = 1;
     nodes.running = {2};
     ASSERT_TRUE(QDir().mkpath(t.file("TEMP/N2")));
-    t.write("TEMP/N2/TCPIP.CFG", "7\r\n127.0.0.3\r\n");
+    // Another address of the caller's /24 holds it.
+    t.write("TEMP/N2/TCPIP.CFG", "7\r\n127.0.0.7\r\n");
     Caller third(server.listeningPort(), "127.0.0.3");
     ASSERT_TRUE(prompted(third));
     third.write("\x1b\x1b");
@@ -196,6 +200,36 @@ TEST_F(ServerTest, TheIniDefencesAskForEscapeTwiceAndLimitNodesPerAddress) {
     EXPECT_TRUE(third.received.endsWith("Your address already holds as many nodes as it may. "
                                         "Please try again later.\r\n"));
     EXPECT_EQ(t.lastLogEntry(), "(0) Connection Refused (Nodes Per Address) [127.0.0.3]");
+}
+
+// Silent callers cannot fill the door for good. While they are within their grace, a caller
+// who finds every place taken hears that all are busy; after it, the longest silent one makes
+// room for the next caller. Telnet commands are no keys; one who typed keeps his place.
+TEST_F(ServerTest, AFullDoorSaysSoAndThenGivesTheLongestSilentPlaceAway) {
+    t.board->platform.pressEsc = true;
+    const quint16 port = server.listeningPort();
+    std::vector<std::unique_ptr<Caller>> crowd;
+    for (int i = 1; i <= 32; ++i)
+        crowd.push_back(std::make_unique<Caller>(port, qPrintable(QString("127.0.1.%1").arg(i))));
+    ASSERT_TRUE(spinUntil([&] {
+        return std::all_of(crowd.begin(), crowd.end(), [](const auto& caller) {
+            return !caller->poll() && caller->received == admission::pressEscPrompt();
+        });
+    }));
+    crowd[0]->write("x");
+    crowd[1]->write(QByteArray("\xff\xf1", 2));
+    Caller turnedAway(port, "127.0.2.1");
+    ASSERT_TRUE(spinUntil([&] { return turnedAway.poll(); }));
+    EXPECT_EQ(turnedAway.received, admission::allBusyText(t.board->mainConfig.text("bbsname")));
+
+    QTest::qWait(2000);
+    Caller next(port, "127.0.2.2");
+    ASSERT_TRUE(spinUntil([&] { return crowd[1]->poll(); }));
+    EXPECT_EQ(crowd[1]->received, admission::pressEscPrompt() + admission::noKeyPressText());
+    EXPECT_EQ(t.lastLogEntry(), "(0) Connection Refused (No Key Press) [127.0.1.2]");
+    ASSERT_TRUE(spinUntil([&] { return next.poll() || next.received.contains("Press ESC"); }));
+    EXPECT_EQ(next.received, admission::pressEscPrompt());
+    EXPECT_FALSE(crowd[0]->poll());
 }
 
 // Leaving the nodes running on a Yes and a No is seen end to end (a signal answers so).
