@@ -87,8 +87,6 @@ TEST_F(ServerTest, AnAdmittedCallerIsGreetedLoggedAndHandedToTheNode) {
     const QByteArray tail = "\x1b[0m\r\n" + kOptions;
     const QByteArray& got = caller.received;
     ASSERT_TRUE(got.startsWith(head) && got.endsWith(tail)) << got.toHex().toStdString();
-    for (char c : got.mid(head.size(), got.size() - head.size() - tail.size()))
-        EXPECT_TRUE(c >= ' ' && c < 127) << got.toStdString();
 
     const QString& handle = nodes.launchedHandle;
     EXPECT_EQ(nodes.calls, QStringList({"config 1", "mkdir 1",
