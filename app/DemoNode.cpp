@@ -10,6 +10,7 @@
 #include "platform/FileWrite.h"
 #include "server/TelnetInput.h"
 
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QRandomGenerator>
 
@@ -55,8 +56,11 @@ class Caller {
                     .arg(QString::fromLocal8Bit(std::strerror(errno))));
     }
 
-    // How long the caller may stay silent before the call counts as over.
-    void setIdleLimit(int ms) { idleLimitMs_ = ms; }
+    // How long the caller may stay silent before the call counts as over, from now on.
+    void setIdleLimit(int ms) {
+        idleLimitMs_ = ms;
+        quietUntil_.setRemainingTime(ms);
+    }
 
     // A caller who left makes this fail; SIGPIPE is ignored from the start of the program.
     bool send(const QByteArray& bytes) { return filewrite::writeAll(fd_, bytes); }
@@ -72,13 +76,15 @@ class Caller {
     Event next() {
         while (typed_.isEmpty() && sysop_.isEmpty()) {
             pollfd p[2] = {{fd_, POLLIN, 0}, {console_.descriptor(), POLLIN, 0}};
-            const int ready = ::poll(p, 2, idleLimitMs_);
+            const int ready = ::poll(p, 2, int(quietUntil_.remainingTime()));
             if (ready < 0 && errno == EINTR)
                 continue;
             if (ready <= 0)
                 return {Event::Gone};
-            if (p[1].revents)
+            if (p[1].revents) {
                 sysop_ += console_.read();
+                quietUntil_.setRemainingTime(idleLimitMs_);
+            }
             if (p[0].revents && !receive())
                 return {Event::Gone};
         }
@@ -136,12 +142,18 @@ class Caller {
         } while (n < 0 && errno == EINTR);
         if (n <= 0)
             return false;
-        typed_ += input_.feed(QByteArray(buffer, n));
+        // Telnet commands are the client's, not the caller's: a client that sends them on its
+        // own (a keep-alive NOP, say) must not keep a node whose caller has gone quiet.
+        const QByteArray typed = input_.feed(QByteArray(buffer, n));
+        if (!typed.isEmpty())
+            quietUntil_.setRemainingTime(idleLimitMs_);
+        typed_ += typed;
         return true;
     }
 
     int fd_;
     int idleLimitMs_ = kLoginLimitMs;
+    QDeadlineTimer quietUntil_{kLoginLimitMs};
     SysopConsole console_;
     TelnetInput input_;
     QByteArray typed_;

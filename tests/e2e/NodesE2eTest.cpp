@@ -135,6 +135,23 @@ TEST_F(NodesE2e, AHungUpCallerCostsNoNodeFourFillTheBoardAndAFreedOneIsGivenNext
                            accepted(4), kBusy, closed(2), accepted(2)}));
 }
 
+// Telnet commands are the client's, not the caller's: one that sends nothing but a NOP every
+// ten seconds is let go at the demo node's login limit of a minute all the same.
+TEST_F(NodesE2e, TelnetCommandsKeepNoDemoNodePastItsLoginLimit) {
+    ASSERT_TRUE(sandbox.startServer());
+    Caller bot;
+    ASSERT_TRUE(bot.dial(sandbox.port()) && bot.waitFor(kOptions) && bot.send(kDoEcho) &&
+                bot.waitFor(greeting(1)));
+    QElapsedTimer quiet;
+    quiet.start();
+    while (bot.send(QByteArray("\xff\xf1", 2)) && !bot.waitForClose(10000) &&
+           quiet.elapsed() < 80000) {
+    }
+    EXPECT_TRUE(bot.closed || bot.state() == QAbstractSocket::UnconnectedState);
+    EXPECT_GT(quiet.elapsed(), 55000);
+    EXPECT_LT(quiet.elapsed(), 70000);
+}
+
 TEST_F(NodesE2e, SystemTelnetClientReachesTheNode) {
     ASSERT_TRUE(sandbox.startServer());
     QProcess telnet;
