@@ -6,22 +6,25 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QLineEdit>
+#include <QPointer>
 
 namespace folderbrowse {
 
 Picker fileDialog(QWidget* parent) {
-    return [parent](const QString& start) {
-        return QFileDialog::getExistingDirectory(parent, QStringLiteral("Please select a folder."),
-                                                 start);
+    return [parent](const QString& start, std::function<void(const QString&)> chosen) {
+        auto* dialog = new QFileDialog(parent, QStringLiteral("Please select a folder."), start);
+        dialog->setFileMode(QFileDialog::Directory);
+        dialog->setOption(QFileDialog::ShowDirsOnly);
+        dialog->setAttribute(Qt::WA_DeleteOnClose);
+        QObject::connect(dialog, &QFileDialog::fileSelected, dialog, std::move(chosen));
+        dialog->open();
     };
 }
 
-void browse(const Board& board, QLineEdit* box, const Picker& pick) {
-    const ResolvedPath current =
-        resolveDosPath(board.platform.drives, box->text(), QDir::currentPath());
-    const QString start =
-        isExistingDirectory(board, box->text()) ? current.path : QDir::currentPath();
-    const QString chosen = pick(start).trimmed();
+namespace {
+
+void take(const Board& board, QLineEdit* box, const QString& picked) {
+    const QString chosen = picked.trimmed();
     if (chosen.isEmpty())
         return;
     const QString dos = dosPathOf(board.platform.drives, chosen);
@@ -46,6 +49,19 @@ void browse(const Board& board, QLineEdit* box, const Picker& pick) {
         return;
     }
     box->setText(dos);
+}
+
+} // namespace
+
+void browse(const Board& board, QLineEdit* box, const Picker& pick) {
+    const ResolvedPath current =
+        resolveDosPath(board.platform.drives, box->text(), QDir::currentPath());
+    const QString start =
+        isExistingDirectory(board, box->text()) ? current.path : QDir::currentPath();
+    pick(start, [&board, box = QPointer<QLineEdit>(box)](const QString& chosen) {
+        if (box)
+            take(board, box, chosen);
+    });
 }
 
 void markMissing(const Board& board, QLineEdit* box, const QColor& normal) {

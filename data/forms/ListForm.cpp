@@ -173,7 +173,9 @@ void ListForm::edit() {
     if (busy_ || row < 0)
         return;
     ListEditForm* form = editForm(row);
-    form->pickFolder = [this](const QString& start) { return pickFolder(start); };
+    form->pickFolder = [this](const QString& start, std::function<void(const QString&)> chosen) {
+        pickFolder(start, std::move(chosen));
+    };
     if (!form->load()) {
         delete form;
         reload(row);

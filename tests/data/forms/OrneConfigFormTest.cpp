@@ -35,9 +35,10 @@ TEST(OrneConfigFormTest, MissingDirectoriesAreColouredAndPathsSavedInCapitalsWit
 
     QTest::keyClicks(box("smtppath"), QStringLiteral("c:\\orne\\out\\\\"));
     EXPECT_EQ(box("smtppath")->text(), "C:\\ORNE\\OUT\\\\");
-    static_cast<OrneConfigForm&>(*form).pickFolder = [&](const QString&) {
-        return board.mainDir() + QStringLiteral("/TEXT");
-    };
+    static_cast<OrneConfigForm&>(*form).pickFolder =
+        [&](const QString&, const std::function<void(const QString&)>& pick) {
+            pick(board.mainDir() + QStringLiteral("/TEXT"));
+        };
     form->findChild<QPushButton*>("cmdNntpOutPathBrowse")->click();
     EXPECT_EQ(box("nntpoutpath")->text(), "C:\\KELD\\TEXT");
     EXPECT_FALSE(warned("nntpoutpath"));

@@ -176,9 +176,9 @@ TEST_F(SettingsFormsTest, PathsAreColouredNeverSavedWhileOneIsMissingAndBrowsedO
     ASSERT_TRUE(start(form));
     board.dialogs.shown.clear();
     QString start, answer;
-    form.pickFolder = [&](const QString& from) {
+    form.pickFolder = [&](const QString& from, const std::function<void(const QString&)>& pick) {
         start = from;
-        return answer;
+        pick(answer);
     };
     const auto browse = [&](const QString& chosen) {
         answer = chosen;
