@@ -8,10 +8,10 @@
 #include <QProcess>
 
 Result<> BoardBatchRunner::run(const QString& dosPath, const QStringList& arguments, Style style) {
-    QString error;
-    const QStringList command = dosCommand(board_, dosPath, arguments, 0, QString(), &error);
-    if (command.isEmpty())
-        return Failure{error};
+    const Result<QStringList> found = dosCommand(board_, dosPath, arguments, 0, QString());
+    if (!found)
+        return failureOf(found);
+    const QStringList& command = found.value();
     const QString title = dosPath.section(QLatin1Char('\\'), -1) + QStringLiteral(" - KELDTS");
     if (style != Style::Hidden && host_ &&
         host_->openWindow(title, command, board_.directoryPath("main"),

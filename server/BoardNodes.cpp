@@ -34,12 +34,12 @@ bool BoardNodes::writeTcpipCfg(const QString& handle, int node, const QString& i
         .ok();
 }
 
-QStringList BoardNodes::nodeCommand(int node, const QString& handle, QString* error) {
+Result<QStringList> BoardNodes::nodeCommand(int node, const QString& handle) {
     const Record& cfg = board_.serverConfig;
     const QString mainDos = board_.sysPaths.text("main");
     if (cfg.i16("autoload") == 0) {
         return dosCommand(board_, joinDosPath(mainDos, QStringLiteral("LOADBBS.BAT")),
-                          {QString::number(node), handle}, node, handle, error);
+                          {QString::number(node), handle}, node, handle);
     }
     const QString batch = QStringLiteral("KTSN%1.BAT").arg(node);
     const nodefiles::BatchInfo info{mainDos,
@@ -51,30 +51,27 @@ QStringList BoardNodes::nodeCommand(int node, const QString& handle, QString* er
                                     board_.mainConfig.i16("logoffbat")};
     if (Result<> written = fileaccess::writeSmall(board_.filePath("main", batch),
                                                   nodefiles::nodeBatch(info, board_.clock.now()));
-        !written) {
-        *error = written.error();
-        return {};
-    }
-    return dosCommand(board_, joinDosPath(mainDos, batch), {}, node, handle, error);
+        !written)
+        return failureOf(written);
+    return dosCommand(board_, joinDosPath(mainDos, batch), {}, node, handle);
 }
 
 void BoardNodes::launchNode(int node, int socketFd, const QString& handle,
                             std::function<void(bool started)> done) {
-    QString error;
-    const QStringList command = nodeCommand(node, handle, &error);
-    if (command.isEmpty()) {
+    const Result<QStringList> command = nodeCommand(node, handle);
+    if (!command) {
         // The state file still tells the watchdog that a start was tried; finding no window,
         // it frees the node and logs the caller's disconnection.
-        logs_.reportError(error);
+        logs_.reportError(command.error());
         ::close(socketFd);
-        table_.writeStateFile(node, 0, 0, 0, handle.toLongLong());
+        reported(table_.writeStateFile(node, 0, 0, 0, handle.toLongLong()));
         done(false);
         return;
     }
     const int shown = board_.serverConfig.i16("runminimized");
     NodeHost::Launch request;
     request.title = NodeTable::windowTitle(node);
-    request.command = command;
+    request.command = command.value();
     request.workingDirectory = QDir::currentPath();
     request.socketFd = socketFd;
     request.targetFd = handle.toInt();
@@ -86,9 +83,14 @@ void BoardNodes::launchNode(int node, int socketFd, const QString& handle,
         if (started.handle == 0)
             logs_.reportError(
                 QStringLiteral("Node %1 could not be started: %2").arg(node).arg(started.error));
-        table_.writeStateFile(node, started.pid, 0, started.handle, handle.toLongLong());
+        reported(table_.writeStateFile(node, started.pid, 0, started.handle, handle.toLongLong()));
         done(started.handle != 0);
     });
+}
+
+void BoardNodes::reported(const Result<>& result) {
+    if (!result)
+        logs_.reportError(result.error());
 }
 
 bool BoardNodes::anyStateFile() const {

@@ -17,8 +17,8 @@ bool startsDirectly(const QString& path) {
 
 // The built-in profile. Its configuration lies in the board's temporary directory, one for each
 // program, where DOSBox finds it whenever it gets round to reading it.
-QStringList dosBoxCommand(const Board& board, const QString& dosPath, const QStringList& arguments,
-                          int node, const QString& handle, QString* error) {
+Result<QStringList> dosBoxCommand(const Board& board, const QString& dosPath,
+                                  const QStringList& arguments, int node, const QString& handle) {
     // Each node has a configuration of its own: the caller's handle is in it.
     const QString name = (node > 0 ? QStringLiteral("N%1-").arg(node) : QString()) +
                          dosPath.section(QLatin1Char('\\'), -1).toUpper();
@@ -28,10 +28,8 @@ QStringList dosBoxCommand(const Board& board, const QString& dosPath, const QStr
             ? fileaccess::writeSmall(
                   config, dosbox::configuration(board.platform.drives, dosPath, arguments))
             : Result<>(Failure{QStringLiteral("Cannot create %1").arg(QFileInfo(config).path())});
-    if (!written) {
-        *error = written.error();
-        return {};
-    }
+    if (!written)
+        return failureOf(written);
     if (node == 0)
         return dosbox::command(config);
     // A node's caller reaches the emulator's COM1 through the relay, which holds the socket.
@@ -46,20 +44,18 @@ QStringList dosBoxCommand(const Board& board, const QString& dosPath, const QStr
 
 } // namespace
 
-QStringList dosCommand(const Board& board, const QString& dosPath, const QStringList& arguments,
-                       int node, const QString& handle, QString* error) {
+Result<QStringList> dosCommand(const Board& board, const QString& dosPath,
+                               const QStringList& arguments, int node, const QString& handle) {
     const QString path = resolveDosPath(board.platform.drives, dosPath, QDir::currentPath()).path;
     if (startsDirectly(path))
         return QStringList{path} + arguments;
     const QString runner = board.platform.dosRun.trimmed();
-    if (runner.isEmpty()) {
-        *error = QStringLiteral("Cannot run %1: it is a DOS batch and KELDTS.INI names no DOS "
-                                "runner ([Dos] run=)")
-                     .arg(dosPath);
-        return {};
-    }
+    if (runner.isEmpty())
+        return Failure{QStringLiteral("Cannot run %1: it is a DOS batch and KELDTS.INI names no "
+                                      "DOS runner ([Dos] run=)")
+                           .arg(dosPath)};
     if (runner == QLatin1String("dosbox"))
-        return dosBoxCommand(board, dosPath, arguments, node, handle, error);
+        return dosBoxCommand(board, dosPath, arguments, node, handle);
     QStringList command;
     for (QString part : runner.split(QLatin1Char(' '), Qt::SkipEmptyParts)) {
         if (part == QLatin1String("{args}")) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Result.h"
+
 #include <QString>
 #include <QStringList>
 
@@ -10,6 +12,6 @@ class Board;
 // {node} and {fd} stand for the program's Linux path, the node and the caller's handle, and
 // a word {args} for the program's arguments. The runner "dosbox" alone is the built-in DOSBox
 // profile.
-// Empty, with `error`, when nothing can run it.
-QStringList dosCommand(const Board& board, const QString& dosPath, const QStringList& arguments,
-                       int node, const QString& handle, QString* error);
+// Fails when nothing can run it.
+Result<QStringList> dosCommand(const Board& board, const QString& dosPath,
+                               const QStringList& arguments, int node, const QString& handle);

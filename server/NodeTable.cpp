@@ -45,11 +45,11 @@ Result<QStringList> readLines(const QString& path, int limit) {
     return lines;
 }
 
-bool writeLines(const QString& path, const QStringList& lines) {
+Result<> writeLines(const QString& path, const QStringList& lines) {
     QByteArray bytes;
     for (const QString& line : lines)
         bytes += line.toLatin1() + "\r\n";
-    return fileaccess::writeSmall(path, bytes).ok();
+    return fileaccess::writeSmall(path, bytes);
 }
 
 bool removeIfPresent(const QString& path) {
@@ -124,8 +124,11 @@ qint64 NodeTable::getNodeWindow(int node) {
                 break;
             }
         }
-        writeLines(state, {QString::number(pid), QStringLiteral("0"), QString::number(handle),
-                           QStringLiteral("0")});
+        // Unwritten, the next round tries again; meanwhile the sysop knows why.
+        if (Result<> adopted = writeLines(state, {QString::number(pid), QStringLiteral("0"),
+                                                  QString::number(handle), QStringLiteral("0")});
+            !adopted)
+            logs_.reportError(adopted.error());
     }
     return handle;
 }
@@ -306,22 +309,29 @@ void NodeTable::deleteAllNodeFiles() {
     }
 }
 
-bool NodeTable::makeNodeDirectory(int node) {
+Result<> NodeTable::makeNodeDirectory(int node) {
     const QString path = nodeDirectoryPath(node);
-    return QFileInfo(path).isDir() || QDir().mkpath(path);
+    if (QFileInfo(path).isDir() || QDir().mkpath(path))
+        return {};
+    return Failure{QStringLiteral("Cannot create %1").arg(path)};
 }
 
-bool NodeTable::configureNodeChannel(int node) {
+Result<> NodeTable::configureNodeChannel(int node) {
     if (node < 1 || node > kHighestNode)
-        return true;
-    bool ok = true;
-    for (const RecordLayout* layout : {&channelXLayout(), &channelsLayout()})
-        ok = recordfile::write(board_.path(*layout), node, fossilChannel(*layout)).ok() && ok;
-    return ok;
+        return {};
+    // Both files are written whatever becomes of the first: a node's line is in either.
+    Result<> all;
+    for (const RecordLayout* layout : {&channelXLayout(), &channelsLayout()}) {
+        if (Result<> written =
+                recordfile::write(board_.path(*layout), node, fossilChannel(*layout));
+            !written && all)
+            all = written;
+    }
+    return all;
 }
 
-bool NodeTable::writeStateFile(int node, qint64 pid, qint64 processHandle, qint64 windowHandle,
-                               qint64 socketHandle) {
+Result<> NodeTable::writeStateFile(int node, qint64 pid, qint64 processHandle, qint64 windowHandle,
+                                   qint64 socketHandle) {
     return writeLines(stateFilePath(node),
                       {QString::number(pid), QString::number(processHandle),
                        QString::number(windowHandle), QString::number(socketHandle), QString(),

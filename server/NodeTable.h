@@ -2,6 +2,7 @@
 
 #include "data/Board.h"
 #include "data/RecordLayout.h"
+#include "platform/Result.h"
 
 #include <QObject>
 #include <QString>
@@ -48,12 +49,12 @@ class NodeTable : public QObject {
     // The same for every node of the telnet range that has no window: a running node keeps its
     // files.
     void deleteAllNodeFiles();
-    bool makeNodeDirectory(int node);
+    Result<> makeNodeDirectory(int node);
     // Sets the node's channel records to a 115200 bit/s line on FOSSIL device 0.
-    bool configureNodeChannel(int node);
+    Result<> configureNodeChannel(int node);
     // The state file as a launch writes it.
-    bool writeStateFile(int node, qint64 pid, qint64 processHandle, qint64 windowHandle,
-                        qint64 socketHandle);
+    Result<> writeStateFile(int node, qint64 pid, qint64 processHandle, qint64 windowHandle,
+                            qint64 socketHandle);
 
     static QString windowTitle(int node);
     QString stateFilePath(int node) const;

@@ -148,7 +148,7 @@ TEST_F(NodeTableTest, StateFilesAreReadByLineWrittenWithAStampAndPurgedForNodesN
     // Only the telnet range's files of nodes not running are purged (purging one node's files
     // when its caller leaves is seen end to end), and failures are said.
     for (int node : {3, 4, 5}) {
-        table.makeNodeDirectory(node);
+        ASSERT_TRUE(table.makeNodeDirectory(node));
         tb.write(QStringLiteral("TEMP/KELDTS.%1").arg(node), "1\r\n");
         tb.write(QStringLiteral("TEMP/N%1/TCPIP.CFG").arg(node), "x\r\n");
     }
@@ -191,8 +191,8 @@ TEST_F(NodeTableTest, ConfigureNodeChannelWritesFossilChannel) {
     EXPECT_EQ(tb.read("CHANNELX.CFG"), old.bytes() + fossilChannel(204, 180));
     EXPECT_EQ(tb.read("CHANNELS.CFG").mid(64), fossilChannel(64, 40));
 
-    table.configureNodeChannel(0);
-    table.configureNodeChannel(101);
+    ASSERT_TRUE(table.configureNodeChannel(0));
+    ASSERT_TRUE(table.configureNodeChannel(101));
     EXPECT_EQ(tb.read("CHANNELX.CFG").size(), 2 * 204);
 }
 
