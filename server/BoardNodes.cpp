@@ -25,13 +25,14 @@ bool BoardNodes::killProcessTree(qint64 pid) {
     return ::killProcessTree(pid, false);
 }
 
-bool BoardNodes::writeTcpipCfg(const QString& handle, int node, const QString& ip,
-                               const QString& hostName) {
+Result<> BoardNodes::writeTcpipCfg(const QString& handle, int node, const QString& ip,
+                                   const QString& hostName) {
     const qint64 uptime = board_.startTime.secsTo(board_.clock.now());
-    return fileaccess::writeSmall(
-               board_.filePath("temp", QStringLiteral("N%1\\TCPIP.CFG").arg(node)),
-               nodefiles::tcpipCfg({handle, ip, hostName, uptime}, board_.clock.now()))
-        .ok();
+    Result<> written = fileaccess::writeSmall(
+        board_.filePath("temp", QStringLiteral("N%1\\TCPIP.CFG").arg(node)),
+        nodefiles::tcpipCfg({handle, ip, hostName, uptime}, board_.clock.now()));
+    reported(written);
+    return written;
 }
 
 Result<QStringList> BoardNodes::nodeCommand(int node, const QString& handle) {

@@ -26,8 +26,8 @@ class BoardNodes final : public NodeServices {
     bool killProcessTree(qint64 pid) override;
     void configureNodeChannel(int node) override { reported(table_.configureNodeChannel(node)); }
     void makeNodeDirectory(int node) override { reported(table_.makeNodeDirectory(node)); }
-    bool writeTcpipCfg(const QString& handle, int node, const QString& ip,
-                       const QString& hostName) override;
+    Result<> writeTcpipCfg(const QString& handle, int node, const QString& ip,
+                           const QString& hostName) override;
     void launchNode(int node, int socketFd, const QString& handle,
                     std::function<void(bool started)> done) override;
     QStringList nodeRows() override { return table_.rows(); }

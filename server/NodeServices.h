@@ -1,11 +1,12 @@
 #pragma once
 
-#include <utility>
+#include "platform/Result.h"
 
 #include <QString>
 #include <QStringList>
 
 #include <functional>
+#include <utility>
 
 // What admission and the server's life cycle ask of the node table and of node launching.
 class NodeServices {
@@ -29,8 +30,9 @@ class NodeServices {
     virtual bool killProcessTree(qint64 pid) = 0;
     virtual void configureNodeChannel(int node) = 0;
     virtual void makeNodeDirectory(int node) = 0;
-    virtual bool writeTcpipCfg(const QString& handle, int node, const QString& ip,
-                               const QString& hostName) = 0;
+    // A failure has been reported by the time it returns.
+    virtual Result<> writeTcpipCfg(const QString& handle, int node, const QString& ip,
+                                   const QString& hostName) = 0;
     // Starts the node with the caller's socket, which it takes over; `done` runs on the event
     // loop once the node holds the socket (true) or the start has failed (false).
     virtual void launchNode(int node, int socketFd, const QString& handle,

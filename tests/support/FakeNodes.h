@@ -25,10 +25,10 @@ class FakeNodes final : public NodeServices {
     }
     void configureNodeChannel(int node) override { calls << QStringLiteral("config %1").arg(node); }
     void makeNodeDirectory(int node) override { calls << QStringLiteral("mkdir %1").arg(node); }
-    bool writeTcpipCfg(const QString& handle, int node, const QString& ip,
-                       const QString& host) override {
+    Result<> writeTcpipCfg(const QString& handle, int node, const QString& ip,
+                           const QString& host) override {
         calls << QStringLiteral("tcpip %1 %2 %3 %4").arg(handle).arg(node).arg(ip, host);
-        return true;
+        return {};
     }
     void launchNode(int node, int fd, const QString& handle,
                     std::function<void(bool started)> done) override {
