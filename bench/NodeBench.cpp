@@ -5,7 +5,7 @@
 //            negotiation answered at once, tmux window, socket hand-over) and straight from a
 //            loop in this driver that accepts and fork-execs the same demo node; the cost of
 //            one `tmux new-window` on a private tmux server is measured beside them.
-//   idle     CPU time of keldts watching 100 live node windows, and the same server with none.
+//   idle     CPU time of keldts and its tmux server with 100 live node windows, and with none.
 //   burst    a burst of connections while every node is taken: descriptors, resident size,
 //            node windows and demo-node processes before and after.
 //
@@ -212,24 +212,52 @@ bool latencyPart(int samples) {
            !tmux.empty();
 }
 
-double cpuPercent(pid_t pid, int seconds) {
-    const double before = cpuSeconds(pid);
+// The board's tmux server, which does the work of every question keldts asks it.
+pid_t tmuxServerPid(const BenchBoard& board) {
+    QByteArray output;
+    if (!board.tmux(
+            {QStringLiteral("display-message"), QStringLiteral("-p"), QStringLiteral("#{pid}")},
+            &output))
+        return -1;
+    return pid_t(output.trimmed().toInt());
+}
+
+struct IdleCost {
+    double keldts = 0; // percent of one core
+    double tmux = 0;
+    double total() const { return keldts + tmux; }
+};
+
+IdleCost idleCost(pid_t keldts, pid_t tmux, int seconds) {
+    const double keldtsBefore = cpuSeconds(keldts), tmuxBefore = cpuSeconds(tmux);
     const auto begin = Clock::now();
     pauseMs(seconds * 1000);
-    const double used = cpuSeconds(pid) - before;
-    return 100.0 * used / secondsSince(begin);
+    const double elapsed = secondsSince(begin);
+    return IdleCost{100.0 * (cpuSeconds(keldts) - keldtsBefore) / elapsed,
+                    100.0 * (cpuSeconds(tmux) - tmuxBefore) / elapsed};
+}
+
+void printIdle(const char* what, const IdleCost& cost) {
+    std::printf("  %-15s %.3f %% of one core (keldts %.3f %%, tmux server %.3f %%)\n", what,
+                cost.total(), cost.keldts, cost.tmux);
 }
 
 bool idlePart(int seconds) {
     constexpr int kNodes = 100;
-    std::printf("idle: CPU of keldts over %d s, maxchannelno %d, maxconnections %d\n", seconds,
-                kNodes, kNodes);
+    std::printf("idle: CPU of keldts and its tmux server over %d s, maxchannelno %d, "
+                "maxconnections %d\n",
+                seconds, kNodes, kNodes);
     BenchBoard board;
     if (!board.write(freePort(), kNodes, kNodes) || !board.start())
         return false;
     pauseMs(2000);
-    const double empty = cpuPercent(board.pid(), seconds);
-    std::printf("  no nodes:        %.3f %% of one core\n", empty);
+    const pid_t tmux = tmuxServerPid(board);
+    if (tmux <= 0) {
+        std::printf("  the board's tmux server was not found\n");
+        return false;
+    }
+    const IdleCost empty = idleCost(board.pid(), tmux, seconds);
+    printIdle("no nodes:", empty);
 
     // Windows under the nodes' titles with no state file are adopted as live nodes.
     QStringList command;
@@ -249,12 +277,13 @@ bool idlePart(int seconds) {
     }
     pauseMs(2000);
     const ProcessFigures f = figures(board.pid());
-    const double full = cpuPercent(board.pid(), seconds);
+    const IdleCost full = idleCost(board.pid(), tmux, seconds);
     const int windows = int(board.nodeWindows().size());
-    std::printf("  %d live nodes:  %.3f %% of one core (%d node windows at the end; VmRSS %ld "
-                "kB, %d descriptors)\n",
-                kNodes, full, windows, f.rssKb, f.descriptors);
-    std::printf("  with nodes %s below 1 %% of one core\n", full < 1.0 ? "is" : "is NOT");
+    printIdle("100 live nodes:", full);
+    std::printf("  %d node windows at the end; keldts VmRSS %ld kB, %d descriptors\n", windows,
+                f.rssKb, f.descriptors);
+    std::printf("  with nodes %s within 0.2 %% of one core\n",
+                full.total() <= 0.2 ? "is" : "is NOT");
     return windows == kNodes;
 }
 
