@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/NodeHost.h"
+
 #include <QByteArray>
 #include <QList>
 
@@ -34,4 +36,36 @@ class TmuxControlStream {
     QByteArray partial_;   // the start of a line whose end has not come yet
     QByteArray blockTail_; // "TIME NUMBER FLAGS" of the answer being read; empty between them
     Reply block_;
+};
+
+// The windows of the control client's session, as tmux's answers and notifications tell them:
+// a full list now and then, and between lists the notifications, which name a window by its
+// id and, for a new one, give nothing more.
+class TmuxWindows {
+  public:
+    using Window = NodeHost::Window;
+    // What list-windows and display-message are asked for: "@ID PANE_PID NAME".
+    static const QByteArray kFormat;
+    static QList<Window> parse(const QList<QByteArray>& lines);
+
+    // What the host has to ask tmux after a notification.
+    struct Follow {
+        enum class Kind { Nothing, Describe, ListAll };
+        Kind kind = Kind::Nothing;
+        qint64 handle = 0; // the window to describe
+    };
+    Follow take(const TmuxControlStream::Notification& notification);
+
+    bool known() const { return known_; }
+    const QList<Window>& all() const { return windows_; }
+    void replace(QList<Window> windows);
+    void put(const Window& window);
+    void remove(qint64 handle);
+    void rename(qint64 handle, const QString& title);
+    bool contains(qint64 handle) const;
+    qint64 find(const QString& title) const;
+
+  private:
+    QList<Window> windows_;
+    bool known_ = false;
 };

@@ -71,4 +71,41 @@ TEST(TmuxControlStreamTest, RecordedOutputGivesTheSameAnswersAndNotificationsHow
     EXPECT_EQ(described(events), expected);
 }
 
+// A sysop's viewer session comes and goes, a window is renamed, a node ends and another window
+// appears: the list stays what tmux would list, and only a window never seen is asked about.
+TEST(TmuxWindowsTest, NotificationsKeepTheListAndOnlyANewWindowIsDescribed) {
+    TmuxWindows windows;
+    EXPECT_FALSE(windows.known());
+    windows.replace(TmuxWindows::parse({"@0 19104 placeholder", "@1 19107 Node[1] - KELDTS",
+                                        "@2 19110 spare", "no window", "@x 1 bad id", "@3 7"}));
+    ASSERT_TRUE(windows.known());
+    using Kind = TmuxWindows::Follow::Kind;
+    const auto follow = [&](const QByteArray& line) {
+        TmuxControlStream stream;
+        const QList<TmuxControlStream::Event> events = stream.feed(line + '\n');
+        const auto* notification =
+            events.isEmpty() ? nullptr
+                             : std::get_if<TmuxControlStream::Notification>(&events.first());
+        return notification ? windows.take(*notification) : TmuxWindows::Follow{};
+    };
+    EXPECT_EQ(follow("%sessions-changed").kind, Kind::Nothing);
+    EXPECT_EQ(follow("%window-add @1").kind, Kind::Nothing);   // the viewer's session links it
+    EXPECT_EQ(follow("%window-close @1").kind, Kind::Nothing); // and lets it go: still ours
+    EXPECT_EQ(follow("%window-renamed @2 Node[2] - KELDTS").kind, Kind::Nothing);
+    EXPECT_EQ(follow("%unlinked-window-close @1").kind, Kind::Nothing); // node 1 ended
+    EXPECT_EQ(follow("%unlinked-window-close @9").kind, Kind::Nothing); // not ours
+    const TmuxWindows::Follow added = follow("%window-add @4");
+    EXPECT_EQ(added.kind, Kind::Describe);
+    EXPECT_EQ(added.handle, 4);
+    EXPECT_EQ(follow("%session-changed $1 OTHER").kind, Kind::ListAll);
+
+    QStringList seen;
+    for (const NodeHost::Window& w : windows.all())
+        seen << QStringLiteral("@%1 %2 %3").arg(w.handle).arg(w.pid).arg(w.title);
+    // @0, the first window of a new server, is the placeholder: no handle a node could have.
+    EXPECT_EQ(seen, QStringList({"@2 19110 Node[2] - KELDTS"}));
+    EXPECT_EQ(windows.find("Node[2] - KELDTS"), 2);
+    EXPECT_FALSE(windows.contains(1));
+}
+
 } // namespace
