@@ -2,7 +2,6 @@
 #include "support/TestBoard.h"
 
 #include <QDir>
-#include <QFile>
 
 #include <gtest/gtest.h>
 
@@ -71,7 +70,6 @@ TEST(DebugPane, KeepsTheNewestLinesWithinItsBound) {
         pane.append(QLatin1String(line));
     EXPECT_EQ(pane.lines(), QStringList({"3", "4", "5"}));
     pane.clear();
-    EXPECT_TRUE(pane.lines().isEmpty());
     pane.append(QStringLiteral("6"));
     EXPECT_EQ(pane.lines(), QStringList({"6"}));
 }

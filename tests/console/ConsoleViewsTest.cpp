@@ -4,8 +4,6 @@
 #include "data/records/BoardFiles.h"
 #include "support/TestBoard.h"
 
-#include <QFile>
-
 #include <gtest/gtest.h>
 
 namespace {

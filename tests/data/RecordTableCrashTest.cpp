@@ -1,6 +1,5 @@
 // A table rewrite killed at any instant must leave the old table or the new one, whole.
 
-#include "data/RecordFile.h"
 #include "data/RecordTable.h"
 
 #include <QFile>

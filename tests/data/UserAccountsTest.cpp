@@ -2,13 +2,11 @@
 // everything it carried with it.
 
 #include "data/UserAccounts.h"
-#include "data/RecordFile.h"
 #include "data/RecordTable.h"
 #include "data/UserRows.h"
 #include "data/records/BoardFiles.h"
 #include "support/TestBoard.h"
 
-#include <QDir>
 #include <QFile>
 
 #include <gtest/gtest.h>
@@ -23,8 +21,6 @@ class UserAccountsTest : public ::testing::Test {
     void SetUp() override { board.loadSettings(); }
 
     QString path(const RecordLayout& layout) const { return board.board->path(layout); }
-    QString dat(const QString& name) const { return board.board->filePath("dat", name); }
-    QString db(const QString& name) const { return board.board->filePath("db", name); }
 
     // Users 1..n with these security levels, handles "U1", "U2", ... and a fresh index.
     void makeUsers(std::initializer_list<qint16> levels) {
@@ -37,17 +33,8 @@ class UserAccountsTest : public ::testing::Test {
             user.setI16("securitylevel", level);
             bytes += user.bytes();
         }
-        writeFile(path(userLayout()), bytes);
+        board.write("DATA/USERFILE.DAT", bytes);
         ASSERT_TRUE(useraccounts::rebuildIndex(*board.board).ok());
-    }
-    static void writeFile(const QString& name, const QByteArray& bytes) {
-        QFile file(name);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write(bytes);
-    }
-    static QByteArray readFile(const QString& name) {
-        QFile file(name);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
     QList<Record> users() const {
         return recordtable::read(path(userLayout()), userLayout()).value();
@@ -72,6 +59,10 @@ class UserAccountsTest : public ::testing::Test {
 
 TEST_F(UserAccountsTest, ADeleteLeavesAHoleAndCompressGivesBackOnlyTheTail) {
     makeUsers({10, 20, 30, 40, 50, 60, 70, 80, 90, 100});
+    EXPECT_EQ(useraccounts::find(users(), QStringLiteral("real 2")), QList<int>{2});
+    // Users keep their numbers: none moves, and none past the last can go.
+    EXPECT_FALSE(rows.move(0, false).ok());
+    EXPECT_FALSE(rows.remove(10).ok());
     ASSERT_TRUE(rows.remove(4).ok());
     QList<Record> now = users();
     ASSERT_EQ(now.size(), 10);
@@ -100,14 +91,14 @@ TEST_F(UserAccountsTest, ADeleteLeavesAHoleAndCompressGivesBackOnlyTheTail) {
 TEST_F(UserAccountsTest, ANumberGivenBackByCompressStartsCleanWhenInsertedAgain) {
     makeUsers({10, 20, 0});
     // What user 3 left behind: mail, votes, his lines of HANDLES.UIP and his own files.
-    writeFile(db("EMAIL.DAT"), message(1, 3, 1, 3).bytes() + message(3, 1, 4, 2).bytes());
-    writeFile(db("EMAIL.BIN"), "abcde");
-    writeFile(db("EMAIL.QSC"), QByteArray(16, '\x7f'));
-    writeFile(dat("VOTE1.DAT"), QByteArray(12, '\x01'));
-    writeFile(dat("VOTE2.DAT"), QByteArray(4, '\x01'));
+    board.write("DB/EMAIL.DAT", message(1, 3, 1, 3).bytes() + message(3, 1, 4, 2).bytes());
+    board.write("DB/EMAIL.BIN", "abcde");
+    board.write("DB/EMAIL.QSC", QByteArray(16, '\x7f'));
+    board.write("DATA/VOTE1.DAT", QByteArray(12, '\x01'));
+    board.write("DATA/VOTE2.DAT", QByteArray(4, '\x01'));
     for (const char* own : {"MM3.1", "MM3.2", "AB3.DAT", "IRC3.DAT", "MM2.1"})
-        writeFile(dat(QLatin1String(own)), "x");
-    writeFile(board.file(QStringLiteral("HANDLES.UIP")), "Jo,3,a,b\r\nAl,2,c,d\r\nBo, 3 ,e,f\r\n");
+        board.write(QStringLiteral("DATA/") + own, "x");
+    board.write("HANDLES.UIP", "Jo,3,a,b\r\nAl,2,c,d\r\nBo, 3 ,e,f\r\n");
 
     EXPECT_EQ(useraccounts::compress(*board.board).value(), 2);
     const Result<int> row = rows.insertNew();
@@ -116,18 +107,18 @@ TEST_F(UserAccountsTest, ANumberGivenBackByCompressStartsCleanWhenInsertedAgain)
     EXPECT_EQ(users().at(2).i16("pagebreak"), 24);
     EXPECT_EQ(index().at(2).str("realname"), "'");
 
-    EXPECT_EQ(readFile(db("EMAIL.DAT")), message(3, 1, 1, 2).bytes());
-    EXPECT_EQ(readFile(db("EMAIL.BIN")), "de\r\n");
-    EXPECT_EQ(readFile(db("EMAIL.QSC")),
+    EXPECT_EQ(board.read("DB/EMAIL.DAT"), message(3, 1, 1, 2).bytes());
+    EXPECT_EQ(board.read("DB/EMAIL.BIN"), "de\r\n");
+    EXPECT_EQ(board.read("DB/EMAIL.QSC"),
               QByteArray(8, '\x7f') + QByteArray(4, '\0') + QByteArray(4, '\x7f'));
     // Record 2u - 1 of two bytes: the vote of user 3 lies at bytes 8 and 9.
-    EXPECT_EQ(readFile(dat("VOTE1.DAT")),
+    EXPECT_EQ(board.read("DATA/VOTE1.DAT"),
               QByteArray(8, '\x01') + QByteArray(2, '\0') + QByteArray(2, '\x01'));
-    EXPECT_EQ(readFile(dat("VOTE2.DAT")).left(4), QByteArray(4, '\x01'));
+    EXPECT_EQ(board.read("DATA/VOTE2.DAT").left(4), QByteArray(4, '\x01'));
     for (const char* gone : {"MM3.1", "MM3.2", "AB3.DAT", "IRC3.DAT"})
-        EXPECT_FALSE(QFile::exists(dat(QLatin1String(gone)))) << gone;
-    EXPECT_TRUE(QFile::exists(dat(QStringLiteral("MM2.1"))));
-    EXPECT_EQ(readFile(board.file(QStringLiteral("HANDLES.UIP"))), "Al,2,c,d\r\n");
+        EXPECT_FALSE(QFile::exists(board.file(QStringLiteral("DATA/") + gone))) << gone;
+    EXPECT_TRUE(QFile::exists(board.file("DATA/MM2.1")));
+    EXPECT_EQ(board.read("HANDLES.UIP"), "Al,2,c,d\r\n");
 }
 
 TEST_F(UserAccountsTest, APurgeKeepsEveryOtherMessageTextWhereItsRecordNowPoints) {
@@ -136,25 +127,25 @@ TEST_F(UserAccountsTest, APurgeKeepsEveryOtherMessageTextWhereItsRecordNowPoints
                              "BBBBBB"
                              "CC"
                              "DDD";
-    writeFile(db("EMAIL.BIN"), store);
-    writeFile(db("EMAIL.DAT"), message(9, 2, 1, 4).bytes() + message(9, 5, 5, 6).bytes() +
-                                   message(9, 2, 11, 2).bytes() + message(9, 7, 13, 3).bytes());
+    board.write("DB/EMAIL.BIN", store);
+    board.write("DB/EMAIL.DAT", message(9, 2, 1, 4).bytes() + message(9, 5, 5, 6).bytes() +
+                                    message(9, 2, 11, 2).bytes() + message(9, 7, 13, 3).bytes());
     // Another base's own store is never read: its texts are taken from EMAIL.BIN.
-    writeFile(db("SNTEMAIL.DAT"), message(4, 8, 5, 6).bytes() + message(2, 8, 1, 4).bytes());
-    writeFile(db("SNTEMAIL.BIN"), "zzzzzzzzzzzzzzz");
+    board.write("DB/SNTEMAIL.DAT", message(4, 8, 5, 6).bytes() + message(2, 8, 1, 4).bytes());
+    board.write("DB/SNTEMAIL.BIN", "zzzzzzzzzzzzzzz");
 
     ASSERT_TRUE(useraccounts::purgeUserMail(*board.board, 2, QStringLiteral("EMAIL"), false).ok());
-    const QByteArray bin = readFile(db("EMAIL.BIN"));
+    const QByteArray bin = board.read("DB/EMAIL.BIN");
     EXPECT_EQ(bin, "BBBBBBDDD\r\n");
-    const QList<Record> kept = recordtable::read(db("EMAIL.DAT"), mailLayout()).value();
+    const QList<Record> kept = recordtable::read(board.file("DB/EMAIL.DAT"), mailLayout()).value();
     ASSERT_EQ(kept.size(), 2);
     EXPECT_EQ(bin.mid(kept.at(0).i32("textoffset") - 1, kept.at(0).i32("textlength")), "BBBBBB");
     EXPECT_EQ(bin.mid(kept.at(1).i32("textoffset") - 1, kept.at(1).i32("textlength")), "DDD");
 
     ASSERT_TRUE(
         useraccounts::purgeUserMail(*board.board, 2, QStringLiteral("SNTEMAIL"), true).ok());
-    EXPECT_EQ(readFile(db("SNTEMAIL.BIN")), "BBDDD\r\n\r\n");
-    EXPECT_EQ(readFile(db("SNTEMAIL.DAT")), message(4, 8, 5, 6).bytes());
+    EXPECT_EQ(board.read("DB/SNTEMAIL.BIN"), "BBDDD\r\n\r\n");
+    EXPECT_EQ(board.read("DB/SNTEMAIL.DAT"), message(4, 8, 5, 6).bytes());
 }
 
 TEST_F(UserAccountsTest, NodeWritesDuringAndAfterACompressLoseNothing) {
@@ -207,15 +198,15 @@ TEST_F(UserAccountsTest, MailANodeAddsDuringAPurgeIsKeptOrThePurgeFails) {
         records += message(9, n % 2 ? 2 : 5, int(store.size()) + 1, int(text.size())).bytes();
         store += text;
     }
-    writeFile(db("EMAIL.DAT"), records);
-    writeFile(db("EMAIL.BIN"), store);
+    board.write("DB/EMAIL.DAT", records);
+    board.write("DB/EMAIL.BIN", store);
     for (int round = 0; round < 5; ++round) {
         SCOPED_TRACE(round);
         const pid_t child = ::fork();
         ASSERT_GE(child, 0);
         if (child == 0) {
             // The node's descriptors, opened before the purge begins to write.
-            QFile dat(db("EMAIL.DAT")), bin(db("EMAIL.BIN"));
+            QFile dat(board.file("DB/EMAIL.DAT")), bin(board.file("DB/EMAIL.BIN"));
             if (!dat.open(QIODevice::ReadWrite) || !bin.open(QIODevice::ReadWrite))
                 ::_exit(3);
             for (int n = 0; n < 40 * (round + 1); ++n) {
@@ -240,9 +231,10 @@ TEST_F(UserAccountsTest, MailANodeAddsDuringAPurgeIsKeptOrThePurgeFails) {
             EXPECT_TRUE(purged.error().contains("EMAIL.DAT")) << purged.error().toStdString();
             continue;
         }
-        const QByteArray bin = readFile(db("EMAIL.BIN"));
+        const QByteArray bin = board.read("DB/EMAIL.BIN");
         int found = 0;
-        const QList<Record> mails = recordtable::read(db("EMAIL.DAT"), mailLayout()).value();
+        const QList<Record> mails =
+            recordtable::read(board.file("DB/EMAIL.DAT"), mailLayout()).value();
         for (const Record& mail : mails) {
             const QByteArray text = bin.mid(mail.i32("textoffset") - 1, mail.i32("textlength"));
             EXPECT_NE(mail.i32("touser"), 2);
@@ -254,32 +246,13 @@ TEST_F(UserAccountsTest, MailANodeAddsDuringAPurgeIsKeptOrThePurgeFails) {
             << "the purge said it was done, but lost what a node wrote";
         // The next round purges the same user again, whose mail is gone already: new mail to
         // him keeps each round a real purge.
-        QFile dat(db("EMAIL.DAT")), texts(db("EMAIL.BIN"));
+        QFile dat(board.file("DB/EMAIL.DAT")), texts(board.file("DB/EMAIL.BIN"));
         ASSERT_TRUE(dat.open(QIODevice::Append) && texts.open(QIODevice::Append));
         for (int n = 0; n < 500; ++n) {
             dat.write(message(9, 2, int(texts.size()) + 1, 4).bytes());
             texts.write("gone");
         }
     }
-}
-
-TEST_F(UserAccountsTest, AnEditWritesItsUserInPlaceAndMakesAMissingIndex) {
-    makeUsers({10, 20});
-    ASSERT_TRUE(QFile::remove(path(userIndexLayout())));
-    ASSERT_TRUE(rows.edit(1,
-                          [](const Record& current) -> Result<Record> {
-                              Record user = current;
-                              user.setStr("handle", "Renamed");
-                              return user;
-                          })
-                    .ok());
-    ASSERT_EQ(index().size(), 2);
-    EXPECT_EQ(index().at(0).str("handle"), "U1");
-    EXPECT_EQ(index().at(1).str("handle"), "Renamed");
-    EXPECT_FALSE(rows.move(0, false).ok());
-    EXPECT_FALSE(rows.remove(5).ok());
-    EXPECT_EQ(useraccounts::find(users(), QStringLiteral("real 2")), QList<int>{2});
-    EXPECT_EQ(useraccounts::find(users(), QStringLiteral("E")), (QList<int>{1, 2}));
 }
 
 } // namespace

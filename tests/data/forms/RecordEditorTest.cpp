@@ -96,7 +96,6 @@ TEST(RecordEditor, TheTableBuildsNamedControlsThatTakeOnlyTheirKeys) {
     ASSERT_EQ(tabs->count(), 2);
     EXPECT_TRUE(tabs->widget(1)->isAncestorOf(editor.control("kind")));
     EXPECT_EQ(editor.label("level")->buddy(), editor.control("level"));
-    EXPECT_EQ(find<QCheckBox>(editor, "batch")->text(), "&Batch Only");
     QWidget* next = editor.control("batch")->nextInFocusChain();
     while (!(next->focusPolicy() & Qt::TabFocus))
         next = next->nextInFocusChain();
@@ -161,7 +160,6 @@ TEST_F(RecordDialogTest, OkSavesThroughTheSourceAndCloses) {
     RecordDialog& form = open();
     QSignalSpy saved(&form, &RecordDialog::saved);
     ASSERT_TRUE(form.start());
-    EXPECT_EQ(form.windowTitle(), "KELD - Edit Form");
     retype(form, "home", QStringLiteral("c:\\keld\\\\"));
     ok();
     EXPECT_EQ(source->stored.text("home"), "C:\\KELD");
