@@ -37,10 +37,8 @@ void withoutOverridingPermissions() {
     ::prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE, 0, 0, 0);
 }
 
-class TableE2e : public ::testing::Test {
+class TableE2e : public E2eTest {
   protected:
-    void SetUp() override { ASSERT_NO_FATAL_FAILURE(sandbox.writeBoard()); }
-
     RunResult table(const QStringList& words) const {
         return sandbox.run(QStringList{"table"} + words, sandbox.mainDir());
     }
@@ -52,8 +50,6 @@ class TableE2e : public ::testing::Test {
                 << words.join(' ').toStdString() << ": " << result.err.toStdString();
         }
     }
-
-    KeldtsSandbox sandbox;
 };
 
 TEST_F(TableE2e, EditsByCommandLeaveTheFilesTheFormsWould) {
@@ -88,19 +84,6 @@ TEST_F(TableE2e, EditsByCommandLeaveTheFilesTheFormsWould) {
               2);
 }
 
-// A question's answers are renamed with it, by the one command.
-TEST_F(TableE2e, AnswerFilesAreRenamedWithTheirQuestions) {
-    for (int i = 0; i < 3; ++i)
-        ASSERT_NO_FATAL_FAILURE(edit({{"VOTE.CFG", "insert"}}));
-    for (int n = 1; n <= 3; ++n)
-        ASSERT_NO_FATAL_FAILURE(
-            sandbox.write(QStringLiteral("DATA/VOTE%1.DAT").arg(n), QByteArray::number(n)));
-    ASSERT_NO_FATAL_FAILURE(edit({{"VOTE.CFG", "delete", "2"}, {"VOTE.CFG", "move", "2", "up"}}));
-    EXPECT_EQ(sandbox.read("DATA/VOTE1.DAT"), "3");
-    EXPECT_EQ(sandbox.read("DATA/VOTE2.DAT"), "1");
-    EXPECT_FALSE(QFile::exists(sandbox.path("DATA/VOTE3.DAT")));
-}
-
 // Each kind of bad input: one line naming the file, status 2, and the file as it was.
 TEST_F(TableE2e, BadInputIsRefusedAndTheFileKeptAsItWas) {
     ASSERT_NO_FATAL_FAILURE(edit({{"DOORS.CFG", "insert"}}));
@@ -125,17 +108,16 @@ TEST_F(TableE2e, BadInputIsRefusedAndTheFileKeptAsItWas) {
         EXPECT_EQ(sandbox.read("DOORS.CFG"), doors) << words.join(' ').toStdString();
     }
 
-    const QByteArray full(49 * 73, ' ');
-    ASSERT_NO_FATAL_FAILURE(sandbox.write("UPLOAD.CFG", full));
-    const RunResult atLimit = table({"UPLOAD.CFG", "insert"});
-    EXPECT_EQ(atLimit.exitCode, 2);
-    EXPECT_EQ(atLimit.err, "UPLOAD.CFG holds 49 entries, as many as it may\n");
-    EXPECT_EQ(sandbox.read("UPLOAD.CFG"), full);
-    const QByteArray overfull(50 * 73, ' ');
-    ASSERT_NO_FATAL_FAILURE(sandbox.write("UPLOAD.CFG", overfull));
-    EXPECT_EQ(table({"UPLOAD.CFG", "insert"}).err,
-              "UPLOAD.CFG holds 50 entries, and inserts stop at 49\n");
-    EXPECT_EQ(sandbox.read("UPLOAD.CFG"), overfull);
+    for (const auto& [entries, said] :
+         {std::pair{49, "UPLOAD.CFG holds 49 entries, as many as it may\n"},
+          std::pair{50, "UPLOAD.CFG holds 50 entries, and inserts stop at 49\n"}}) {
+        const QByteArray full(entries * 73, ' ');
+        ASSERT_NO_FATAL_FAILURE(sandbox.write("UPLOAD.CFG", full));
+        const RunResult atLimit = table({"UPLOAD.CFG", "insert"});
+        EXPECT_EQ(atLimit.exitCode, 2);
+        EXPECT_EQ(atLimit.err, said);
+        EXPECT_EQ(sandbox.read("UPLOAD.CFG"), full);
+    }
 
     // A number with leading zeros names a file no DOS program reads.
     const RunResult padded = table({"TEXT007.DAT", "list"});
@@ -244,7 +226,6 @@ TEST_F(TableE2e, UsersKeepTheirNumbersOnTheCommandLine) {
     ASSERT_NO_FATAL_FAILURE(edit({{"USERFILE.DAT", "compress"}}));
     EXPECT_EQ(sandbox.read("DATA/USERFILE.DAT").size(), 1048);
     ASSERT_NO_FATAL_FAILURE(edit({{"USERFILE.DAT", "delete", "1", "--yes"}}));
-    EXPECT_EQ(sandbox.read("DATA/USERFILE.DAT").size(), 1048) << "a delete leaves a hole";
     ASSERT_TRUE(QFile::remove(sandbox.path("DATA/USERFILE.IDX")));
     EXPECT_EQ(sandbox.run({"users", "reindex"}, sandbox.mainDir()).exitCode, 0);
     EXPECT_EQ(sandbox.read("DATA/USERFILE.IDX").mid(40, 15), "Alice          ");

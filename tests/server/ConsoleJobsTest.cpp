@@ -1,7 +1,6 @@
 // The menus' small jobs: a console session on node 0 and the telnet nodes' channel records.
 
 #include "server/ConsoleJobs.h"
-#include "data/RecordFile.h"
 #include "data/RecordTable.h"
 #include "data/records/BoardFiles.h"
 #include "data/records/Channels.h"

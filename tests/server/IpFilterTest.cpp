@@ -1,7 +1,6 @@
 #include "server/IpFilter.h"
 #include "server/IpList.h"
 
-#include "data/SystemConfig.h"
 #include "support/TestBoard.h"
 
 #include <QDir>
@@ -22,11 +21,9 @@ class IpFilterTest : public ::testing::Test {
 TEST_F(IpFilterTest, PartsMatchByNumberOrWildcardAndTheModeSaysWhatAMatchMeans) {
     EXPECT_TRUE(allowed("10.1.2.3")) << "no list";
     tb.write("KELDTSIP.DAT", TestBoard::ipRecords({"10.*.*.*", "192.168.001.9", "1.2", "##$$##"}));
-    EXPECT_FALSE(allowed("10.200.3.4"));
-    EXPECT_FALSE(allowed("192.168.1.9"));
-    EXPECT_TRUE(allowed("192.168.1.90"));
-    EXPECT_FALSE(allowed("1.2.0.0"));
-    EXPECT_TRUE(allowed("1.2.3.4"));
+    for (const char* blocked : {"10.200.3.4", "192.168.1.9", "1.2.0.0"})
+        EXPECT_FALSE(allowed(blocked)) << blocked;
+    EXPECT_TRUE(allowed("192.168.1.90") && allowed("1.2.3.4"));
     tb.board->serverConfig.setI16("ipfiltermode", 1);
     EXPECT_TRUE(allowed("10.0.0.1"));
     EXPECT_FALSE(allowed("11.0.0.1"));

@@ -1,6 +1,5 @@
 #include "server/IpList.h"
 
-#include "data/RecordFile.h"
 #include "data/TableModel.h"
 #include "support/TestBoard.h"
 

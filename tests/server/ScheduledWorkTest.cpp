@@ -44,7 +44,6 @@ class ScheduledWorkTest : public ::testing::Test {
         EXPECT_TRUE(recordfile::read(tb.file("EVENTS.CFG"), number, event).ok());
         return event.text("evtdate");
     }
-    QString dat(const char* name) const { return tb.board->filePath("dat", QLatin1String(name)); }
 
     TestBoard tb;
     RecordingRunner runner;
@@ -118,13 +117,13 @@ TEST_F(ScheduledWorkTest, TossTriggers) {
     tb.board->serverConfig.setI16("networktossing", 1);
     tb.write("DATA/LOCAL.NET", {});
     work.minuteTick();
-    EXPECT_FALSE(QFile::exists(dat("LOCAL.NET")));
+    EXPECT_FALSE(QFile::exists(tb.file("DATA/LOCAL.NET")));
     EXPECT_TRUE(runner.runs.empty());
 
     tb.write("DATA/SPOOL1.NET", {});
     work.minuteTick();
     work.minuteTick();
-    EXPECT_TRUE(QFile::exists(dat("SPOOL1.NET")));
+    EXPECT_TRUE(QFile::exists(tb.file("DATA/SPOOL1.NET")));
     ASSERT_EQ(runner.runs.size(), 2u);
     EXPECT_EQ(runner.runs.front(),
               (RecordingRunner::Run{"C:\\KELD\\KTSTOSS.BAT", Style::Minimized}));

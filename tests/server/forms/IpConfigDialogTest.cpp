@@ -1,6 +1,5 @@
 #include "server/forms/IpConfigDialog.h"
 
-#include "data/SystemConfig.h"
 #include "support/TestBoard.h"
 
 #include <QApplication>
