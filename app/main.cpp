@@ -92,11 +92,11 @@ std::unique_ptr<NodeHost> startNodeHost(const PlatformSettings& platform, const 
     if (platform.nodeHost != QLatin1String("process")) {
         auto tmux = std::make_unique<TmuxNodeHost>(runtime, board);
         tmux->setViewer(platform.viewer);
-        QString error;
-        if (tmux->start(&error))
+        const Result<> started = tmux->start();
+        if (started)
             return tmux;
-        *note =
-            QStringLiteral("Node windows need tmux (%1); nodes run as plain processes").arg(error);
+        *note = QStringLiteral("Node windows need tmux (%1); nodes run as plain processes")
+                    .arg(started.error());
     }
     return std::make_unique<ProcessNodeHost>(runtime, board);
 }

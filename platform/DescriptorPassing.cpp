@@ -1,6 +1,7 @@
 #include "platform/DescriptorPassing.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 #include <fcntl.h>
@@ -8,6 +9,9 @@
 #include <unistd.h>
 
 namespace {
+
+// Orders longer than this are nobody's command line.
+constexpr size_t kMaxOrders = 256 * 1024;
 
 void closeQuietly(int fd) {
     if (fd >= 0)
@@ -81,6 +85,67 @@ int receiveDescriptor(int channel) {
         return -1;
     }
     return result;
+}
+
+std::string encodeOrders(const Orders& orders) {
+    std::string bytes = std::to_string(orders.command.size() + 2) + '\n';
+    for (const std::string& field : {std::to_string(orders.targetFd), orders.directory}) {
+        bytes += field;
+        bytes += '\0';
+    }
+    for (const std::string& field : orders.command) {
+        bytes += field;
+        bytes += '\0';
+    }
+    return bytes;
+}
+
+bool receiveOrders(int channel, Orders* orders) {
+    std::string bytes;
+    size_t wanted = 0; // fields, once the count line is in
+    std::vector<std::string> fields;
+    size_t start = 0;
+    for (;;) {
+        if (wanted == 0) {
+            const size_t end = bytes.find('\n');
+            if (end != std::string::npos) {
+                char* rest = nullptr;
+                const unsigned long count = std::strtoul(bytes.c_str(), &rest, 10);
+                if (rest != bytes.c_str() + end || count < 3 || count > kMaxOrders) {
+                    errno = 0;
+                    return false;
+                }
+                wanted = count;
+                start = end + 1;
+            }
+        }
+        for (size_t end; wanted > 0 && fields.size() < wanted &&
+                         (end = bytes.find('\0', start)) != std::string::npos;
+             start = end + 1)
+            fields.push_back(bytes.substr(start, end - start));
+        if (wanted > 0 && fields.size() == wanted)
+            break;
+        char chunk[4096];
+        const ssize_t got = ::read(channel, chunk, sizeof chunk);
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got <= 0 || bytes.size() + size_t(got) > kMaxOrders) {
+            if (got >= 0)
+                errno = 0;
+            return false;
+        }
+        bytes.append(chunk, size_t(got));
+    }
+    char* end = nullptr;
+    const long target = std::strtol(fields[0].c_str(), &end, 10);
+    if (fields[0].empty() || *end != '\0' || target < 0 || target > 65535 || fields[2].empty()) {
+        errno = 0;
+        return false;
+    }
+    orders->targetFd = int(target);
+    orders->directory = fields[1];
+    orders->command.assign(fields.begin() + 2, fields.end());
+    return true;
 }
 
 long peerPid(int channel) {

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -48,16 +49,6 @@ int connectTo(const std::string& path) {
     return fd;
 }
 
-// A plain decimal descriptor number; -1 for anything else.
-int descriptorNumber(const char* text) {
-    char* end = nullptr;
-    errno = 0;
-    const long value = std::strtol(text, &end, 10);
-    if (errno != 0 || end == text || *end != '\0' || value < 0 || value > 65535)
-        return -1;
-    return static_cast<int>(value);
-}
-
 } // namespace
 
 int runNodeExec(int count, char** args) {
@@ -65,34 +56,20 @@ int runNodeExec(int count, char** args) {
         return runSerialRelay(count, args);
     std::string socketPath;
     std::string token;
-    int target = -1;
-    int i = 0;
-    for (; i < count; ++i) {
+    for (int i = 0; i < count; ++i) {
         const std::string_view arg = args[i];
-        if (arg == "--")
-            break;
         if (i + 1 >= count)
             return fail(kUsageStatus, std::string(arg) + " needs a value");
         const char* value = args[++i];
-        if (arg == "--socket") {
+        if (arg == "--socket")
             socketPath = value;
-        } else if (arg == "--token") {
+        else if (arg == "--token")
             token = value;
-        } else if (arg == "--fd") {
-            target = descriptorNumber(value);
-            if (target < 0)
-                return fail(kUsageStatus, std::string("bad descriptor number ") + value);
-        } else {
+        else
             return fail(kUsageStatus, "unknown option " + std::string(arg));
-        }
     }
-    if (socketPath.empty() || token.empty() || target < 0 || i + 1 >= count)
-        return fail(kUsageStatus, "usage: keldts-node-exec --socket PATH --token TOKEN --fd H "
-                                  "-- PROGRAM [ARGS...]");
-    if (target <= STDERR_FILENO)
-        return fail(kUsageStatus,
-                    "descriptor " + std::to_string(target) + " is the window's terminal");
-    char** program = args + i + 1; // the caller's argv ends in a null pointer
+    if (socketPath.empty() || token.empty())
+        return fail(kUsageStatus, "usage: keldts-node-exec --socket PATH --token TOKEN");
 
     const int channel = connectTo(socketPath);
     if (channel < 0)
@@ -103,6 +80,21 @@ int runNodeExec(int count, char** args) {
     if (fd < 0)
         return fail(kFailureStatus, errno == 0 ? "the server refused the hand-over"
                                                : withCause("no socket received", errno));
+    handover::Orders orders;
+    if (!handover::receiveOrders(channel, &orders))
+        return fail(kFailureStatus, errno == 0 ? "the server sent no orders"
+                                               : withCause("no orders received", errno));
+    // What goes wrong from here on is the server's to report: it is told before we give up.
+    const auto refuse = [channel](int status, const std::string& why) {
+        execsupport::sendAll(channel, why + '\n');
+        return fail(status, why);
+    };
+    const int target = orders.targetFd;
+    if (target <= STDERR_FILENO)
+        return refuse(kUsageStatus,
+                      "descriptor " + std::to_string(target) + " is the window's terminal");
+    if (!orders.directory.empty() && ::chdir(orders.directory.c_str()) != 0)
+        return refuse(kFailureStatus, withCause("cannot enter " + orders.directory, errno));
 
     if (fd == target) {
         // dup2(H, H) would leave close-on-exec set and the node without its socket.
@@ -113,8 +105,8 @@ int runNodeExec(int count, char** args) {
             rc = ::dup2(fd, target);
         } while (rc < 0 && errno == EINTR);
         if (rc < 0)
-            return fail(kFailureStatus,
-                        withCause("cannot place the socket at " + std::to_string(target), errno));
+            return refuse(kFailureStatus,
+                          withCause("cannot place the socket at " + std::to_string(target), errno));
         ::close(fd);
     }
     // A DOS node behind an emulator treats EAGAIN as a dropped line.
@@ -122,9 +114,11 @@ int runNodeExec(int count, char** args) {
     if (flags >= 0 && (flags & O_NONBLOCK))
         ::fcntl(target, F_SETFL, flags & ~O_NONBLOCK);
 
+    std::vector<char*> program;
+    for (std::string& word : orders.command)
+        program.push_back(word.data());
+    program.push_back(nullptr);
     // The channel is close-on-exec: a successful exec closes it and so tells the server.
-    ::execvp(program[0], program);
-    const std::string why = withCause(std::string("cannot run ") + program[0], errno);
-    execsupport::sendAll(channel, why + '\n');
-    return fail(kExecStatus, why);
+    ::execvp(program[0], program.data());
+    return refuse(kExecStatus, withCause("cannot run " + orders.command.front(), errno));
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Result.h"
 #include "platform/SendKeys.h"
 
 #include <QList>
@@ -54,12 +55,12 @@ class NodeHost {
     // start has failed; the host closes its copy of the socket by then.
     virtual void launch(const Launch& request, std::function<void(const Started&)> done) = 0;
     // Brings the window's console before the sysop (Normal), leaves it where a look finds it
-    // (Minimized) or takes it from view (Hidden). `note` says what came of it: how to look at
-    // the node when nothing could be opened, or, with false, why nothing could be done. Like
-    // sendKeys it does not wait for the window to have done it.
-    virtual bool show(qint64 handle, Show how, QString* note) = 0;
-    // Types `keys` into the window's console. False, with `why`, when it cannot take keys.
-    virtual bool sendKeys(qint64 handle, const QList<KeyStroke>& keys, QString* why) = 0;
+    // (Minimized) or takes it from view (Hidden). The note says what came of it, how to look at
+    // the node when nothing could be opened say, and may be empty. Like sendKeys it does not
+    // wait for the window to have done it.
+    virtual Result<QString> show(qint64 handle, Show how) = 0;
+    // Types `keys` into the window's console; fails when it cannot take keys.
+    virtual Result<> sendKeys(qint64 handle, const QList<KeyStroke>& keys) = 0;
     // Runs `program` in a window of its own titled `title`, which the sysop can look at as at a
     // node's; no caller goes with it. False when this host has no such windows: nothing has been
     // started then. What goes wrong afterwards goes to `failed`.

@@ -23,14 +23,12 @@ class ProcessNodeHost : public QObject, public NodeHost {
     qint64 findWindow(const QString& title) override;
     bool isWindow(qint64 handle) override;
     void launch(const Launch& request, std::function<void(const Started&)> done) override;
-    bool show(qint64, Show, QString* note) override {
-        *note = QStringLiteral("a node started as a plain process has no window to show");
-        return false;
+    Result<QString> show(qint64, Show) override {
+        return Failure{QStringLiteral("a node started as a plain process has no window to show")};
     }
-    bool sendKeys(qint64, const QList<KeyStroke>&, QString* why) override {
-        *why =
-            QStringLiteral("a node started as a plain process has no console that can take keys");
-        return false;
+    Result<> sendKeys(qint64, const QList<KeyStroke>&) override {
+        return Failure{
+            QStringLiteral("a node started as a plain process has no console that can take keys")};
     }
 
   private:

@@ -1,5 +1,7 @@
 #include "platform/SocketHandOver.h"
 
+#include "platform/ExecSupport.h"
+
 #include <QFile>
 #include <QRandomGenerator>
 #include <QSocketNotifier>
@@ -42,7 +44,8 @@ struct HandOverServer::Connection {
     int fd = -1;
     QSocketNotifier* notifier = nullptr;
     QByteArray buffer;
-    QByteArray token; // set once the descriptor went out
+    QByteArray token;   // set once the descriptor went out
+    QByteArray awaited; // an expected token, while its offer has not come
     qint64 pid = 0;
 };
 
@@ -58,20 +61,16 @@ HandOverServer::~HandOverServer() {
         QFile::remove(path_);
 }
 
-bool HandOverServer::listen(const QString& path, QString* error) {
+Result<> HandOverServer::listen(const QString& path) {
     const QByteArray name = QFile::encodeName(path);
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    if (static_cast<size_t>(name.size()) >= sizeof address.sun_path) {
-        *error = QStringLiteral("Socket path too long: %1").arg(path);
-        return false;
-    }
+    if (static_cast<size_t>(name.size()) >= sizeof address.sun_path)
+        return Failure{QStringLiteral("Socket path too long: %1").arg(path)};
     std::memcpy(address.sun_path, name.constData(), static_cast<size_t>(name.size()));
     const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (fd < 0) {
-        *error = QStringLiteral("Cannot create a socket: %1").arg(errnoText(errno));
-        return false;
-    }
+    if (fd < 0)
+        return Failure{QStringLiteral("Cannot create a socket: %1").arg(errnoText(errno))};
     ::unlink(name.constData());
     // The umask around bind() keeps the socket private from the first instant.
     const mode_t oldMask = ::umask(0077);
@@ -79,24 +78,42 @@ bool HandOverServer::listen(const QString& path, QString* error) {
     const int bindError = errno;
     ::umask(oldMask);
     if (bound != 0 || ::listen(fd, 16) != 0) {
-        *error = QStringLiteral("Cannot listen on %1: %2")
-                     .arg(path, errnoText(bound != 0 ? bindError : errno));
+        const QString why = QStringLiteral("Cannot listen on %1: %2")
+                                .arg(path, errnoText(bound != 0 ? bindError : errno));
         closeQuietly(fd);
-        return false;
+        return Failure{why};
     }
     listenFd_ = fd;
     path_ = path;
     notifier_ = new QSocketNotifier(fd, QSocketNotifier::Read, this);
     connect(notifier_, &QSocketNotifier::activated, this, &HandOverServer::acceptAll);
-    return true;
+    return {};
 }
 
-void HandOverServer::offer(const QByteArray& token, int fd, Finished finished) {
+void HandOverServer::offer(const QByteArray& token, int fd, const handover::Orders& orders,
+                           Finished finished) {
     handover::setCloseOnExec(fd, true);
-    offers_.insert(token, Offer{fd, std::move(finished), nullptr});
+    offers_.insert(token, Offer{fd, handover::encodeOrders(orders), std::move(finished), nullptr});
+    expected_.remove(token);
+    if (!waiting_.contains(token))
+        return;
+    // On the event loop, as every outcome of an offer is told.
+    QTimer::singleShot(0, this, [this, token] {
+        Connection* connection = waiting_.take(token);
+        if (!connection)
+            return;
+        connection->awaited.clear();
+        if (offers_.contains(token))
+            handOver(connection, token);
+        else
+            drop(connection);
+    });
 }
 
 void HandOverServer::cancel(const QByteArray& token) {
+    expected_.remove(token);
+    if (Connection* waiting = waiting_.value(token))
+        drop(waiting);
     auto it = offers_.find(token);
     if (it == offers_.end())
         return;
@@ -150,6 +167,12 @@ void HandOverServer::readFrom(Connection* connection) {
         break;
     }
 
+    if (!connection->awaited.isEmpty()) {
+        // Waiting for its offer the helper has nothing to say; it goes when it closes.
+        if (closed || connection->buffer.size() > kMaxLine)
+            drop(connection);
+        return;
+    }
     if (connection->token.isEmpty()) {
         const qsizetype end = connection->buffer.indexOf('\n');
         if (end < 0) {
@@ -158,24 +181,21 @@ void HandOverServer::readFrom(Connection* connection) {
             return;
         }
         const QByteArray token = connection->buffer.left(end).trimmed();
+        connection->buffer.remove(0, end + 1);
         auto it = offers_.find(token);
+        if (it == offers_.end() && expected_.contains(token) && !waiting_.contains(token)) {
+            connection->awaited = token;
+            waiting_.insert(token, connection);
+            if (closed)
+                drop(connection);
+            return;
+        }
         if (token.isEmpty() || it == offers_.end() || it->connection) {
             drop(connection); // unknown or already claimed: the helper gives up on EOF
             return;
         }
-        if (!handover::sendDescriptor(connection->fd, it->fd)) {
-            const QString why =
-                QStringLiteral("Cannot hand the socket over: %1").arg(errnoText(errno));
-            drop(connection);
-            finish(token, 0, why);
+        if (!handOver(connection, token))
             return;
-        }
-        // The node holds the caller now; our copy would only delay the caller's EOF.
-        closeQuietly(it->fd);
-        it->fd = -1;
-        it->connection = connection;
-        connection->token = token;
-        connection->buffer.remove(0, end + 1);
     }
 
     // After the hand-over the helper writes only when its exec failed; the exec itself closes
@@ -189,6 +209,23 @@ void HandOverServer::readFrom(Connection* connection) {
     finish(token, error.isEmpty() ? pid : 0, error);
 }
 
+bool HandOverServer::handOver(Connection* connection, const QByteArray& token) {
+    auto it = offers_.find(token);
+    if (!handover::sendDescriptor(connection->fd, it->fd) ||
+        !execsupport::sendAll(connection->fd, it->orders)) {
+        const QString why = QStringLiteral("Cannot hand the socket over: %1").arg(errnoText(errno));
+        drop(connection);
+        finish(token, 0, why);
+        return false;
+    }
+    // The node holds the caller now; our copy would only delay the caller's EOF.
+    closeQuietly(it->fd);
+    it->fd = -1;
+    it->connection = connection;
+    connection->token = token;
+    return true;
+}
+
 void HandOverServer::drop(Connection* connection) {
     auto it = connections_.find(connection);
     if (it == connections_.end())
@@ -198,6 +235,8 @@ void HandOverServer::drop(Connection* connection) {
     owned->notifier->setEnabled(false);
     owned->notifier->deleteLater();
     closeQuietly(owned->fd);
+    if (!owned->awaited.isEmpty())
+        waiting_.remove(owned->awaited);
     if (!owned->token.isEmpty()) {
         auto offer = offers_.find(owned->token);
         if (offer != offers_.end() && offer->connection == connection)

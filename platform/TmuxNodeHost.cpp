@@ -13,7 +13,6 @@
 #include <QTimer>
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
 
 #include <unistd.h>
@@ -22,18 +21,11 @@ namespace {
 
 const QByteArray kSessionTarget = "=KELDTS";
 const QString kPlaceholder = QStringLiteral("placeholder");
-const QByteArray kWindowFormat = "#{window_id} #{pane_pid} #{window_name}";
+// The warm window's name: no node's title, so that a restarted server never takes it for one.
+const QString kSpareTitle = QStringLiteral("spare");
 constexpr int kStartTimeoutMs = 5000;
-// An answer this late means tmux is not answering at all (it takes well under a millisecond).
-constexpr int kStalledMs = 500;
-// How long leaving waits for a tmux that answers to end its server.
-constexpr int kExitWaitMs = 1000;
-
-// The tmux server is forked from its first client and keeps every descriptor it inherits for
-// ever; marking them all close-on-exec in the child leaves it only the standard three.
-void protectDescriptors(QProcess& process) {
-    process.setChildProcessModifier([] { ::close_range(3, ~0U, CLOSE_RANGE_CLOEXEC); });
-}
+// tmux tells every change as it happens; the full list only catches a word that went missing.
+constexpr int kFullListMs = 60 * 1000;
 
 // Variables tmux sets for the pane itself; ours would describe the wrong terminal.
 bool paneOwnsVariable(const QString& name) {
@@ -72,90 +64,114 @@ QByteArray windowTarget(qint64 handle) {
     return '@' + QByteArray::number(handle);
 }
 
+// The window that `new-window -P -F <TmuxWindows::kFormat>` made; none when it failed.
+std::optional<NodeHost::Window> madeWindow(const TmuxControlStream::Reply& reply) {
+    const QList<NodeHost::Window> made =
+        reply.ok ? TmuxWindows::parse(reply.lines) : QList<NodeHost::Window>();
+    return made.size() == 1 ? std::optional(made.first()) : std::nullopt;
+}
+
 } // namespace
 
 struct TmuxNodeHost::Pending {
     Launch request;
     std::function<void(const Started&)> done;
+    int socketFd = -1; // the caller's, until it is offered for the hand-over
     QTimer* timer = nullptr;
     qint64 handle = 0; // known once new-window answered
     bool handedOver = false;
     qint64 pid = 0;
+
+    ~Pending() {
+        if (socketFd >= 0)
+            ::close(socketFd);
+    }
 };
+
+namespace {
+
+QString boardHash(const QString& mainDirectory) {
+    const QByteArray board = QDir::cleanPath(QFileInfo(mainDirectory).absoluteFilePath()).toUtf8();
+    return QString::fromLatin1(
+        QCryptographicHash::hash(board, QCryptographicHash::Sha1).toHex().left(12));
+}
+
+// Ahead of anything else a client is asked: what every node window needs, and a fixed 80x25
+// for the client so that it never resizes a node. A window-size of "manual" would crash tmux
+// 3.3 on new-window while a client is attached; "smallest" keeps a sysop's bigger terminal from
+// resizing the nodes.
+const QList<QByteArray> kSetup{
+    "set-option -g -w automatic-rename off", "set-option -g -w allow-rename off",
+    "set-option -g -w remain-on-exit off",   "set-option -g -w window-size smallest",
+    "set-option -g default-size 80x25",      "refresh-client -C 80x25"};
+
+} // namespace
 
 TmuxNodeHost::TmuxNodeHost(const QString& runtimeDirectory, const QString& mainDirectory,
                            const QString& nodeExec, QObject* parent)
     : QObject(parent), runtimeDirectory_(runtimeDirectory),
+      tmuxSocket_(runtimeDirectory + QStringLiteral("/tmux-") + boardHash(mainDirectory)),
+      handOverSocket_(runtimeDirectory + QStringLiteral("/handover-") + boardHash(mainDirectory)),
       nodeExec_(nodeExec.isEmpty()
                     ? QCoreApplication::applicationDirPath() + QStringLiteral("/keldts-node-exec")
-                    : nodeExec) {
-    const QByteArray board = QDir::cleanPath(QFileInfo(mainDirectory).absoluteFilePath()).toUtf8();
-    const QString hash = QString::fromLatin1(
-        QCryptographicHash::hash(board, QCryptographicHash::Sha1).toHex().left(12));
-    tmuxSocket_ = runtimeDirectory_ + QStringLiteral("/tmux-") + hash;
-    handOverSocket_ = runtimeDirectory_ + QStringLiteral("/handover-") + hash;
+                    : nodeExec),
+      // The client makes the session, and with it the server, when there is none (first start,
+      // or the tmux server was killed); the placeholder keeps both alive between nodes.
+      control_(
+          tmuxArguments({QStringLiteral("-C"), QStringLiteral("new-session"), QStringLiteral("-A"),
+                         QStringLiteral("-s"), QString::fromLatin1(kSessionTarget.mid(1)),
+                         QStringLiteral("-x"), QStringLiteral("80"), QStringLiteral("-y"),
+                         QStringLiteral("25"), QStringLiteral("-n"), kPlaceholder,
+                         QStringLiteral("-f"), QStringLiteral("no-output"), QStringLiteral("--"),
+                         QStringLiteral("sleep"), QStringLiteral("infinity")}),
+          kSetup) {
+    // A new client knows nothing of what changed while there was none.
+    connect(&control_, &TmuxControlClient::attaching, this, &TmuxNodeHost::listWindows);
+    connect(&control_, &TmuxControlClient::notified, this, &TmuxNodeHost::notified);
 }
 
 TmuxNodeHost::~TmuxNodeHost() {
     const bool launching = !pending_.isEmpty();
     qDeleteAll(std::exchange(pending_, {}));
-    QProcess* control = control_;
-    if (!control)
-        return;
-    disconnect(control, nullptr, this, nullptr);
     // Node windows keep the tmux server for the next start to adopt; without them nothing is
     // worth leaving a process behind for. Batches still running keep it until they end: only
-    // the placeholder goes then, and tmux leaves with the last batch. A tmux that does not
-    // answer is left as it is: waiting for it could take for ever.
-    const bool noNodes = windowsKnown_ && !launching &&
-                         std::all_of(windows_.begin(), windows_.end(), [this](auto& w) {
-                             return w.title == kPlaceholder || batchTitles_.contains(w.title);
+    // the placeholder goes then, and tmux leaves with the last batch. The spare goes by itself
+    // once the hand-over socket closes. A tmux that does not answer is left as it is: waiting
+    // for it could take for ever.
+    const QList<Window>& all = windows_.all();
+    const bool noNodes = windows_.known() && !launching &&
+                         std::all_of(all.begin(), all.end(), [this](const Window& w) {
+                             return w.title == kPlaceholder || w.title == kSpareTitle ||
+                                    batchTitles_.contains(w.title);
                          });
-    if (answering() && noNodes) {
-        control->write(batchTitles_.isEmpty() ? QByteArray("kill-server\n")
-                                              : "kill-window -t " + kSessionTarget + ":" +
-                                                    kPlaceholder.toUtf8() + "\n");
-        control->closeWriteChannel();
-        if (control->waitForFinished(kExitWaitMs))
-            return;
-    }
-    // Killing the client only detaches it; the nodes stay.
-    control->kill();
-    control->waitForFinished(kExitWaitMs);
+    control_.leave(!noNodes ? QByteArray()
+                   : batchTitles_.isEmpty()
+                       ? QByteArray("kill-server")
+                       : "kill-window -t " + kSessionTarget + ":" + kPlaceholder.toUtf8());
 }
 
-bool TmuxNodeHost::answering() const {
-    if (state_ == Control::Attached)
-        return written_.empty() || written_.front().sent.elapsed() < kStalledMs;
-    return false;
-}
-
-bool TmuxNodeHost::start(QString* error) {
+Result<> TmuxNodeHost::start() {
     if (!QDir().mkpath(runtimeDirectory_) ||
         !QFile::setPermissions(runtimeDirectory_, QFileDevice::ReadOwner | QFileDevice::WriteOwner |
-                                                      QFileDevice::ExeOwner)) {
-        *error = QStringLiteral("Cannot create %1").arg(runtimeDirectory_);
-        return false;
-    }
+                                                      QFileDevice::ExeOwner))
+        return Failure{QStringLiteral("Cannot create %1").arg(runtimeDirectory_)};
     if (!handOver_) {
         auto* server = new HandOverServer(this);
-        if (!server->listen(handOverSocket_, error)) {
+        if (Result<> listening = server->listen(handOverSocket_); !listening) {
             delete server;
-            return false;
+            return listening;
         }
         handOver_ = server;
     }
     requestWindows();
-    QElapsedTimer clock;
-    clock.start();
-    while (control_ && !windowsKnown_ && clock.elapsed() < kStartTimeoutMs)
-        control_->waitForReadyRead(static_cast<int>(kStartTimeoutMs - clock.elapsed()));
-    if (windowsKnown_)
-        return true;
-    *error = QStringLiteral("Cannot start tmux on %1: %2")
-                 .arg(tmuxSocket_, attachError_.isEmpty() ? QStringLiteral("tmux did not answer")
-                                                          : QString::fromLocal8Bit(attachError_));
-    return false;
+    if (!control_.waitFor([this] { return windows_.known(); }, kStartTimeoutMs)) {
+        const QByteArray why = control_.attachError();
+        return Failure{QStringLiteral("Cannot start tmux on %1: %2")
+                           .arg(tmuxSocket_, why.isEmpty() ? QStringLiteral("tmux did not answer")
+                                                           : QString::fromLocal8Bit(why))};
+    }
+    makeSpare();
+    return {};
 }
 
 QStringList TmuxNodeHost::tmuxArguments(const QStringList& command) const {
@@ -164,177 +180,100 @@ QStringList TmuxNodeHost::tmuxArguments(const QStringList& command) const {
            command;
 }
 
-void TmuxNodeHost::connectControl() {
-    if (control_)
-        return;
-    state_ = Control::Attaching;
-    stream_ = TmuxControlStream();
-    attachError_.clear();
-    auto* control = new QProcess(this);
-    control_ = control;
-    protectDescriptors(*control);
-    connect(control, &QProcess::readyReadStandardOutput, this, &TmuxNodeHost::controlOutput);
-    connect(control, &QProcess::finished, this, [this, control] { controlGone(control); });
-    connect(control, &QProcess::errorOccurred, this, [this, control](QProcess::ProcessError e) {
-        if (e == QProcess::FailedToStart) {
-            attachError_ = control->errorString().toLocal8Bit();
-            controlGone(control);
-        }
-    });
-    // The client makes the session, and with it the server, when there is none (first start,
-    // or the tmux server was killed); the placeholder keeps both alive between nodes.
-    control->start(
-        QStringLiteral("tmux"),
-        tmuxArguments({QStringLiteral("-C"), QStringLiteral("new-session"), QStringLiteral("-A"),
-                       QStringLiteral("-s"), QString::fromLatin1(kSessionTarget.mid(1)),
-                       QStringLiteral("-x"), QStringLiteral("80"), QStringLiteral("-y"),
-                       QStringLiteral("25"), QStringLiteral("-n"), kPlaceholder,
-                       QStringLiteral("-f"), QStringLiteral("no-output"), QStringLiteral("--"),
-                       QStringLiteral("sleep"), QStringLiteral("infinity")}));
-    // Ahead of anything else the client was asked: what every node window needs, and a fixed
-    // 80x25 for the client so that it never resizes a node. A window-size of "manual" would
-    // crash tmux 3.3 on new-window while a client is attached; "smallest" keeps a sysop's bigger
-    // terminal from resizing the nodes.
-    const QByteArray setup[] = {
-        "set-option -g -w automatic-rename off", "set-option -g -w allow-rename off",
-        "set-option -g -w remain-on-exit off",   "set-option -g -w window-size smallest",
-        "set-option -g default-size 80x25",      "refresh-client -C 80x25"};
-    for (auto it = std::rbegin(setup); it != std::rend(setup); ++it)
-        queued_.push_front(Command{*it, {}, {}});
-}
-
-void TmuxNodeHost::command(const QByteArray& line, std::function<void(const Reply&)> done) {
-    queued_.push_back(Command{line, std::move(done), {}});
-    if (!control_)
-        connectControl();
-    else if (state_ == Control::Attached) {
-        write(std::move(queued_.back()));
-        queued_.pop_back();
-    }
-}
-
-void TmuxNodeHost::write(Command command) {
-    // The client's input is a pipe that Qt writes as it drains: a tmux that reads nothing
-    // fills our buffer, never stops us.
-    control_->write(command.line + '\n');
-    command.sent.start();
-    written_.push_back(std::move(command));
-}
-
-void TmuxNodeHost::controlOutput() {
-    QProcess* control = control_;
-    if (!control)
-        return;
-    for (const TmuxControlStream::Event& event : stream_.feed(control->readAllStandardOutput())) {
-        if (control_ != control)
-            return;
-        if (const auto* reply = std::get_if<Reply>(&event)) {
-            if (state_ == Control::Attaching) {
-                // The client's own first answer: attached, or why not (it then ends).
-                if (!reply->ok) {
-                    attachError_ = reply->lines.join(' ');
-                    continue;
-                }
-                state_ = Control::Attached;
-                while (!queued_.empty()) {
-                    write(std::move(queued_.front()));
-                    queued_.pop_front();
-                }
-                continue;
-            }
-            if (!reply->fromClient || written_.empty())
-                continue;
-            Command answered = std::move(written_.front());
-            written_.pop_front();
-            if (answered.done)
-                answered.done(*reply);
-            continue;
-        }
-        // A window came or went somewhere: look again rather than guess. tmux names a close by
-        // whether the window is still in the session, not by whether it is gone: a viewer's
-        // session letting go of a node's window is a "window-close" too.
-        const QByteArray& name = std::get<TmuxControlStream::Notification>(event).name;
-        if (name.endsWith("window-add") || name.endsWith("window-close")) {
-            if (listing_)
-                listAgain_ = true;
-            else
-                requestWindows();
-        }
-    }
-}
-
-void TmuxNodeHost::controlGone(QProcess* control) {
-    if (control_ != control)
-        return;
-    if (state_ == Control::Attaching && attachError_.isEmpty())
-        attachError_ = control->readAllStandardError().trimmed();
-    control_ = nullptr;
-    state_ = Control::None;
-    control->deleteLater();
-    // What tmux last listed stays: a window taken for gone would have its node's files deleted,
-    // and the next client that attaches lists them afresh.
-    std::deque<Command> unanswered = std::move(written_);
-    written_.clear();
-    std::move(queued_.begin(), queued_.end(), std::back_inserter(unanswered));
-    queued_.clear();
-    Reply failed;
-    failed.lines = {attachError_.isEmpty() ? QByteArray("tmux went away") : attachError_};
-    // Later, not now: a failure may ask tmux again, and that starts a client.
-    QTimer::singleShot(0, this, [unanswered = std::move(unanswered), failed] {
-        for (const Command& command : unanswered) {
-            if (command.done)
-                command.done(failed);
-        }
-    });
-}
-
-QList<NodeHost::Window> TmuxNodeHost::parseWindows(const QList<QByteArray>& lines) {
-    QList<Window> result;
-    for (const QByteArray& line : lines) {
-        const qsizetype first = line.indexOf(' ');
-        const qsizetype second = first < 0 ? -1 : line.indexOf(' ', first + 1);
-        if (second < 0 || !line.startsWith('@'))
-            continue;
-        Window window;
-        bool ok = false;
-        window.handle = line.mid(1, first - 1).toLongLong(&ok);
-        if (!ok || window.handle <= 0)
-            continue;
-        window.pid = line.mid(first + 1, second - first - 1).toLongLong();
-        window.title = QString::fromUtf8(line.mid(second + 1));
-        result << window;
-    }
-    return result;
-}
-
 void TmuxNodeHost::requestWindows() {
+    if (!control_.running())
+        control_.attach(); // which lists the windows
+    else if (!listed_.isValid() || listed_.elapsed() >= kFullListMs)
+        listWindows();
+}
+
+void TmuxNodeHost::listWindows() {
     // One question at a time: a tmux that does not answer is not sent a pile of them.
-    if (listing_)
+    if (listing_) {
+        listAgain_ = true;
         return;
+    }
     listing_ = true;
-    command("list-windows -t " + kSessionTarget + " -F " + word(kWindowFormat),
+    listed_.start();
+    command("list-windows -t " + kSessionTarget + " -F " + word(TmuxWindows::kFormat),
             [this](const Reply& reply) {
                 listing_ = false;
                 if (reply.ok) {
-                    windows_ = parseWindows(reply.lines);
-                    windowsKnown_ = true;
+                    windows_.replace(TmuxWindows::parse(reply.lines));
+                    checkSpares();
                 }
-                if (std::exchange(listAgain_, false))
-                    requestWindows();
+                // Asked of a client that has gone since: its successor is asked, if there is
+                // one, and only then, so that a tmux that cannot start is not asked in a loop.
+                if (std::exchange(listAgain_, false) && control_.running())
+                    listWindows();
             });
 }
 
-qint64 TmuxNodeHost::findWindow(const QString& title) {
-    for (const Window& window : std::as_const(windows_)) {
-        if (window.title == title)
-            return window.handle;
+void TmuxNodeHost::notified(const TmuxControlStream::Notification& notification) {
+    const TmuxWindows::Follow follow = windows_.take(notification);
+    switch (follow.kind) {
+    case TmuxWindows::Follow::Kind::Describe:
+        command("display-message -p -t " + windowTarget(follow.handle) + ' ' +
+                    word(TmuxWindows::kFormat),
+                [this](const Reply& reply) {
+                    if (!reply.ok)
+                        return; // gone again before tmux was asked
+                    for (const Window& window : TmuxWindows::parse(reply.lines))
+                        windows_.put(window);
+                });
+        break;
+    case TmuxWindows::Follow::Kind::ListAll:
+        listWindows();
+        break;
+    case TmuxWindows::Follow::Kind::Nothing:
+        break;
     }
-    return 0;
+    checkSpares();
 }
 
-bool TmuxNodeHost::isWindow(qint64 handle) {
-    return handle > 0 && std::any_of(windows_.begin(), windows_.end(),
-                                     [handle](const Window& w) { return w.handle == handle; });
+bool TmuxNodeHost::spareReady() const {
+    return spare_ && spare_->handle > 0 && handOver_->waiting(spare_->token);
+}
+
+void TmuxNodeHost::makeSpare() {
+    if (spare_ || !handOver_)
+        return;
+    const QByteArray token = newHandOverToken();
+    handOver_->expect(token);
+    spare_ = Spare{token, 0};
+    command(newWindowLine(kSpareTitle, token), [this, token](const Reply& reply) {
+        const std::optional<Window> made = madeWindow(reply);
+        const bool ours = spare_ && spare_->token == token;
+        if (made && ours) {
+            spare_->handle = made->handle;
+            windows_.put(*made);
+            return;
+        }
+        if (made)
+            return killWindow(made->handle);
+        // No new spare until the next caller asks for one: a helper that cannot start would
+        // otherwise have tmux make windows for ever.
+        if (ours) {
+            handOver_->cancel(token);
+            spare_.reset();
+        }
+    });
+}
+
+void TmuxNodeHost::checkSpares() {
+    // A spare whose window went (its helper failed, a sysop closed it) is no spare.
+    if (spare_ && spare_->handle > 0 && !windows_.contains(spare_->handle)) {
+        handOver_->cancel(spare_->token);
+        spare_.reset();
+    }
+    // One left by an earlier run, or by one killed before its spare's helper noticed.
+    QList<qint64> leftovers;
+    for (const Window& window : windows_.all()) {
+        if (window.title == kSpareTitle && (!spare_ || window.handle != spare_->handle))
+            leftovers << window.handle;
+    }
+    for (const qint64 handle : leftovers)
+        killWindow(handle);
 }
 
 void TmuxNodeHost::launch(const Launch& request, std::function<void(const Started&)> done) {
@@ -348,19 +287,11 @@ void TmuxNodeHost::launch(const Launch& request, std::function<void(const Starte
     if (request.command.isEmpty() || request.socketFd < 0 || request.targetFd <= 2)
         return refuse(QStringLiteral("Nothing to launch for %1").arg(request.title));
 
-    const QByteArray token = newHandOverToken();
-    auto* pending = new Pending{request, std::move(done)};
+    const bool warm = spare_ && windows_.contains(spare_->handle);
+    const std::optional<Spare> spare = warm ? std::exchange(spare_, std::nullopt) : std::nullopt;
+    const QByteArray token = spare ? spare->token : newHandOverToken();
+    auto* pending = new Pending{request, std::move(done), request.socketFd};
     pending_.insert(token, pending);
-    handOver_->offer(token, request.socketFd, [this, token](qint64 pid, const QString& error) {
-        if (!error.isEmpty())
-            return fail(token, error);
-        Pending* p = pending_.value(token);
-        if (!p)
-            return;
-        p->handedOver = true;
-        p->pid = pid;
-        settle(token);
-    });
     // Also what ends a launch that tmux never answers.
     pending->timer = new QTimer(this);
     pending->timer->setSingleShot(true);
@@ -368,7 +299,31 @@ void TmuxNodeHost::launch(const Launch& request, std::function<void(const Starte
         fail(token, QStringLiteral("No hand-over within %1 ms").arg(handOverTimeoutMs_));
     });
     pending->timer->start(handOverTimeoutMs_);
-    startNewWindow(token, false);
+    if (spare) {
+        takeSpare(token, spare->handle);
+    } else {
+        offer(token);
+        startNewWindow(token, false);
+    }
+}
+
+void TmuxNodeHost::offer(const QByteArray& token) {
+    Pending* pending = pending_.value(token);
+    const Launch& request = pending->request;
+    handover::Orders orders{request.targetFd, request.workingDirectory.toStdString(), {}};
+    for (const QString& word : request.command)
+        orders.command.push_back(word.toStdString());
+    handOver_->offer(token, std::exchange(pending->socketFd, -1), orders,
+                     [this, token](qint64 pid, const QString& error) {
+                         if (!error.isEmpty())
+                             return fail(token, error);
+                         Pending* p = pending_.value(token);
+                         if (!p)
+                             return;
+                         p->handedOver = true;
+                         p->pid = pid;
+                         settle(token);
+                     });
 }
 
 bool TmuxNodeHost::openWindow(const QString& title, const QStringList& program,
@@ -388,62 +343,74 @@ bool TmuxNodeHost::openWindow(const QString& title, const QStringList& program,
     return true;
 }
 
-void TmuxNodeHost::startNewWindow(const QByteArray& token, bool retried) {
-    Pending* pending = pending_.value(token);
-    if (!pending)
-        return;
-    const Launch& request = pending->request;
-    QByteArray line = "new-window -d -P -F " + word(QByteArrayLiteral("#{window_id} #{pane_pid}")) +
-                      " -t " + kSessionTarget + ": -n " + literalWord(request.title) + " -c " +
-                      literalWord(request.workingDirectory.isEmpty() ? QDir::currentPath()
-                                                                     : request.workingDirectory);
+QByteArray TmuxNodeHost::newWindowLine(const QString& title, const QByteArray& token) const {
+    // The helper finds its node's directory in its orders; it starts where the server stands.
+    QByteArray line = "new-window -d -P -F " + word(TmuxWindows::kFormat) + " -t " +
+                      kSessionTarget + ": -n " + literalWord(title) + " -c " +
+                      literalWord(QDir::currentPath());
     // A window gets the environment of the tmux server, which an earlier run may have started.
     const QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     for (const QString& name : environment.keys()) {
         if (!paneOwnsVariable(name))
             line += " -e " + word(name + QLatin1Char('=') + environment.value(name));
     }
-    const QStringList helper{nodeExec_,
-                             QStringLiteral("--socket"),
-                             handOverSocket_,
-                             QStringLiteral("--token"),
-                             QString::fromLatin1(token),
-                             QStringLiteral("--fd"),
-                             QString::number(request.targetFd),
-                             QStringLiteral("--")};
-    line += " --";
-    for (const QString& argument : helper + request.command)
+    for (const QString& argument : {nodeExec_, QStringLiteral("--socket"), handOverSocket_,
+                                    QStringLiteral("--token"), QString::fromLatin1(token)})
         line += ' ' + word(argument);
+    return line;
+}
 
-    command(line, [this, token, retried](const Reply& reply) {
-        const QList<QByteArray> fields = reply.lines.value(0).trimmed().split(' ');
-        bool ok = reply.ok && fields.size() == 2 && fields.at(0).startsWith('@');
-        const qint64 handle = ok ? fields.at(0).mid(1).toLongLong(&ok) : 0;
-        Pending* p = pending_.value(token);
-        if (ok && handle > 0) {
-            if (!p) {
-                // The launch was given up while tmux kept us waiting: its helper would find no
-                // caller to take.
-                killWindow(handle);
-                return;
-            }
-            const qint64 pid = fields.at(1).toLongLong();
-            windows_.removeIf([handle](const Window& w) { return w.handle == handle; });
-            windows_.append(Window{handle, p->request.title, pid});
-            p->handle = handle;
-            if (!p->handedOver)
-                p->pid = pid;
-            return settle(token);
-        }
-        if (!p)
-            return;
-        if (retried)
-            return fail(token, QStringLiteral("tmux new-window failed: %1")
-                                   .arg(QString::fromLocal8Bit(reply.lines.join(' '))));
-        // The tmux server went (killed, or its last window closed) and took the client with it:
-        // the next command's client makes the session again.
-        startNewWindow(token, true);
-    });
+void TmuxNodeHost::startNewWindow(const QByteArray& token, bool retried) {
+    Pending* pending = pending_.value(token);
+    if (!pending)
+        return;
+    command(newWindowLine(pending->request.title, token),
+            [this, token, retried](const Reply& reply) {
+                const std::optional<Window> made = madeWindow(reply);
+                Pending* p = pending_.value(token);
+                if (made) {
+                    if (!p) {
+                        // The launch was given up while tmux kept us waiting: its helper would find
+                        // no caller to take.
+                        killWindow(made->handle);
+                        return;
+                    }
+                    windows_.put(*made);
+                    p->handle = made->handle;
+                    if (!p->handedOver)
+                        p->pid = made->pid;
+                    return settle(token);
+                }
+                if (!p)
+                    return;
+                if (retried)
+                    return fail(token, QStringLiteral("tmux new-window failed: %1")
+                                           .arg(QString::fromLocal8Bit(reply.lines.join(' '))));
+                // The tmux server went (killed, or its last window closed) and took the client with
+                // it: the next command's client makes the session again.
+                startNewWindow(token, true);
+            });
+}
+
+void TmuxNodeHost::takeSpare(const QByteArray& token, qint64 handle) {
+    Pending* pending = pending_.value(token);
+    pending->handle = handle;
+    windows_.rename(handle, pending->request.title);
+    // The caller goes in once tmux has renamed the window: a tmux that does not answer would not
+    // read the node's terminal either, and a restart meanwhile finds the node by its title.
+    command("rename-window -t " + windowTarget(handle) + ' ' + literalWord(pending->request.title),
+            [this, token, handle](const Reply& reply) {
+                Pending* p = pending_.value(token);
+                if (!p)
+                    return;
+                offer(token);
+                if (reply.ok)
+                    return;
+                // The spare went before tmux heard of its caller: a window is made for him.
+                windows_.remove(handle);
+                p->handle = 0;
+                startNewWindow(token, false);
+            });
 }
 
 void TmuxNodeHost::settle(const QByteArray& token) {
@@ -456,6 +423,8 @@ void TmuxNodeHost::settle(const QByteArray& token) {
     const Started started{pending->handle, pending->pid, QString()};
     auto done = std::move(pending->done);
     delete pending;
+    // The next spare once this caller is in: tmux making it would only slow his node's start.
+    makeSpare();
     done(started);
 }
 
@@ -471,11 +440,12 @@ void TmuxNodeHost::fail(const QByteArray& token, const QString& error) {
         killWindow(pending->handle);
     auto done = std::move(pending->done);
     delete pending;
+    makeSpare();
     done(Started{0, 0, error});
 }
 
 void TmuxNodeHost::killWindow(qint64 handle) {
-    windows_.removeIf([handle](const Window& w) { return w.handle == handle; });
+    windows_.remove(handle);
     command("kill-window -t " + windowTarget(handle));
 }
 
@@ -497,11 +467,9 @@ QByteArray tmuxKeyName(const KeyStroke& k) {
 
 } // namespace
 
-bool TmuxNodeHost::sendKeys(qint64 handle, const QList<KeyStroke>& keys, QString* why) {
-    if (!isWindow(handle)) {
-        *why = QStringLiteral("window @%1 is gone").arg(handle);
-        return false;
-    }
+Result<> TmuxNodeHost::sendKeys(qint64 handle, const QList<KeyStroke>& keys) {
+    if (!isWindow(handle))
+        return Failure{QStringLiteral("window @%1 is gone").arg(handle)};
     const QByteArray target = "send-keys -t " + windowTarget(handle);
     // Typed text goes as hex bytes, which tmux passes on exactly (CP437 included); named keys
     // by tmux's key names. Runs of text travel in one command; tmux keeps their order.
@@ -523,7 +491,7 @@ bool TmuxNodeHost::sendKeys(qint64 handle, const QList<KeyStroke>& keys, QString
         command(target + ' ' + name);
     }
     flushText();
-    return true;
+    return {};
 }
 
 namespace {
@@ -543,21 +511,18 @@ QString TmuxNodeHost::attachCommand(qint64 handle) const {
         .arg(handle);
 }
 
-bool TmuxNodeHost::show(qint64 handle, Show how, QString* note) {
-    if (!isWindow(handle)) {
-        *note = QStringLiteral("window @%1 is gone").arg(handle);
-        return false;
-    }
+Result<QString> TmuxNodeHost::show(qint64 handle, Show how) {
+    if (!isWindow(handle))
+        return Failure{QStringLiteral("window @%1 is gone").arg(handle)};
     switch (how) {
     case Show::Minimized:
         // A tmux window is always there to be looked at; nothing opens by itself.
-        return true;
+        return QString();
     case Show::Hidden:
         command("list-clients -F " + word(QByteArrayLiteral("#{client_pid} #{window_id} "
                                                             "#{client_name}")),
                 [this, window = windowTarget(handle)](const Reply& reply) {
-                    const QByteArray ourselves =
-                        control_ ? QByteArray::number(control_->processId()) : QByteArray();
+                    const QByteArray ourselves = QByteArray::number(control_.processId());
                     for (const QByteArray& line : reply.lines) {
                         const QList<QByteArray> fields = line.split(' ');
                         if (fields.size() == 3 && fields.at(1) == window &&
@@ -565,24 +530,19 @@ bool TmuxNodeHost::show(qint64 handle, Show how, QString* note) {
                             command("detach-client -t " + word(fields.at(2)));
                     }
                 });
-        return true;
+        return QString();
     case Show::Normal:
         break;
     }
     const QString attach = attachCommand(handle);
-    if (viewer_.isEmpty()) {
-        *note = QStringLiteral("to watch it: ") + attach;
-        return true;
-    }
+    if (viewer_.isEmpty())
+        return QStringLiteral("to watch it: ") + attach;
     QString command = viewer_;
     if (command.contains(QLatin1String("{attach}")))
         command.replace(QLatin1String("{attach}"), attach);
     else
         command += QLatin1Char(' ') + attach;
-    if (!QProcess::startDetached(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), command})) {
-        *note = QStringLiteral("the viewer could not be started: ") + command;
-        return false;
-    }
-    *note = QStringLiteral("viewer started: ") + command;
-    return true;
+    if (!QProcess::startDetached(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), command}))
+        return Failure{QStringLiteral("the viewer could not be started: ") + command};
+    return QStringLiteral("viewer started: ") + command;
 }

@@ -2,6 +2,7 @@
 
 #include "platform/NodeHost.h"
 #include "platform/TmuxControl.h"
+#include "platform/TmuxControlClient.h"
 
 #include <QByteArray>
 #include <QElapsedTimer>
@@ -10,10 +11,9 @@
 #include <QSet>
 #include <QString>
 
-#include <deque>
+#include <optional>
 
 class HandOverServer;
-class QProcess;
 
 // Nodes as windows of one private tmux server per board.
 //
@@ -24,9 +24,14 @@ class QProcess;
 // is decided when a viewer attaches.
 //
 // After start() the host never waits for tmux. Everything goes through one control-mode client
-// (`tmux -C`) whose answers are taken as they arrive, so a tmux that hangs leaves callers,
-// `ctl` and the console answering: questions about windows are answered from the last list tmux
-// sent, kept current by its window notifications and by what the host itself creates and kills.
+// whose answers are taken as they arrive, so a tmux that hangs leaves callers, `ctl` and the
+// console answering: questions about windows are answered from what tmux last said, kept
+// current by its window notifications and by what the host itself creates and kills, with a
+// full list once a minute in case a word went missing.
+//
+// One window always waits ahead of the next caller, its helper connected for the hand-over, so
+// that a caller does not wait for tmux to make one; it takes the node's title when a caller
+// takes it, and its own name is never a node's.
 class TmuxNodeHost : public QObject, public NodeHost {
     Q_OBJECT
   public:
@@ -40,18 +45,20 @@ class TmuxNodeHost : public QObject, public NodeHost {
     // Starts (or finds) the tmux server, the hand-over socket and the control client, and takes
     // tmux's first list of windows. Runs before the first caller is accepted, so that the tmux
     // server inherits nothing of ours; it may block briefly.
-    bool start(QString* error);
+    Result<> start();
     QString tmuxSocket() const { return tmuxSocket_; }
     void setHandOverTimeout(int ms) { handOverTimeoutMs_ = ms; }
+    // Whether the next caller finds a window waiting for him.
+    bool spareReady() const;
 
-    QList<Window> windows() override { return windows_; }
-    qint64 findWindow(const QString& title) override;
-    bool isWindow(qint64 handle) override;
+    QList<Window> windows() override { return windows_.all(); }
+    qint64 findWindow(const QString& title) override { return windows_.find(title); }
+    bool isWindow(qint64 handle) override { return windows_.contains(handle); }
     void requestWindows() override;
-    bool stalled() const override { return control_ && !answering(); }
+    bool stalled() const override { return control_.running() && !control_.answering(); }
     void launch(const Launch& request, std::function<void(const Started&)> done) override;
-    bool show(qint64 handle, Show how, QString* note) override;
-    bool sendKeys(qint64 handle, const QList<KeyStroke>& keys, QString* why) override;
+    Result<QString> show(qint64 handle, Show how) override;
+    Result<> sendKeys(qint64 handle, const QList<KeyStroke>& keys) override;
     bool openWindow(const QString& title, const QStringList& program,
                     const QString& workingDirectory,
                     std::function<void(const QString& why)> failed) override;
@@ -65,28 +72,27 @@ class TmuxNodeHost : public QObject, public NodeHost {
 
   private:
     struct Pending;
-    using Reply = TmuxControlStream::Reply;
-    struct Command {
-        QByteArray line;
-        std::function<void(const Reply&)> done; // may be empty: nothing to do with the answer
-        QElapsedTimer sent;
+    struct Spare {
+        QByteArray token;
+        qint64 handle = 0; // known once new-window answered
     };
-    enum class Control { None, Attaching, Attached };
+    using Reply = TmuxControlStream::Reply;
 
     QStringList tmuxArguments(const QStringList& command) const;
+    QByteArray newWindowLine(const QString& title, const QByteArray& token) const;
+    void offer(const QByteArray& token);
     void startNewWindow(const QByteArray& token, bool retried);
+    void takeSpare(const QByteArray& token, qint64 handle);
+    void makeSpare();
+    void checkSpares();
     void settle(const QByteArray& token);
     void fail(const QByteArray& token, const QString& error);
     void killWindow(qint64 handle);
-
-    // Gives tmux `line`; `done` gets the answer, or a failed one when the client goes first.
-    void command(const QByteArray& line, std::function<void(const Reply&)> done = {});
-    void write(Command command);
-    void connectControl();
-    void controlOutput();
-    void controlGone(QProcess* control);
-    bool answering() const;
-    static QList<Window> parseWindows(const QList<QByteArray>& lines);
+    void command(const QByteArray& line, std::function<void(const Reply&)> done = {}) {
+        control_.command(line, std::move(done));
+    }
+    void listWindows();
+    void notified(const TmuxControlStream::Notification& notification);
 
     QString runtimeDirectory_;
     QString tmuxSocket_;
@@ -98,15 +104,11 @@ class TmuxNodeHost : public QObject, public NodeHost {
     int handOverTimeoutMs_ = 10000;
     HandOverServer* handOver_ = nullptr;
     QHash<QByteArray, Pending*> pending_;
+    std::optional<Spare> spare_;
 
-    QProcess* control_ = nullptr;
-    Control state_ = Control::None;
-    TmuxControlStream stream_;
-    QByteArray attachError_;
-    std::deque<Command> queued_;  // until the client is attached
-    std::deque<Command> written_; // answers due, in order
-    QList<Window> windows_;
-    bool windowsKnown_ = false;
+    TmuxControlClient control_;
+    TmuxWindows windows_;
+    QElapsedTimer listed_; // since the last full list was asked for
     bool listing_ = false;
     bool listAgain_ = false;
 };

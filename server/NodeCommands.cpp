@@ -196,18 +196,19 @@ QString NodeCommands::showNode(int node, NodeHost::Show how) {
     const qint64 window = table_.getNodeWindow(node);
     if (window == 0)
         return QStringLiteral("node %1 has no window").arg(node);
-    QString note;
-    if (!host_.show(window, how, &note)) {
+    const Result<QString> shown = host_.show(window, how);
+    if (!shown) {
         const bool showing = how == NodeHost::Show::Normal;
-        reportTrap(
-            showing ? QStringLiteral("Error Showing Current Node")
-                    : QStringLiteral("Error Hiding Current Node"),
-            {QStringLiteral("Node: %1").arg(node), QStringLiteral("Handle: %1").arg(window), note},
-            (showing ? QStringLiteral("Error Showing Node %1")
-                     : QStringLiteral("Error Hiding Node %1"))
-                .arg(node));
-        return QStringLiteral("node %1: %2").arg(node).arg(note);
+        reportTrap(showing ? QStringLiteral("Error Showing Current Node")
+                           : QStringLiteral("Error Hiding Current Node"),
+                   {QStringLiteral("Node: %1").arg(node), QStringLiteral("Handle: %1").arg(window),
+                    shown.error()},
+                   (showing ? QStringLiteral("Error Showing Node %1")
+                            : QStringLiteral("Error Hiding Node %1"))
+                       .arg(node));
+        return QStringLiteral("node %1: %2").arg(node).arg(shown.error());
     }
+    const QString& note = shown.value();
     if (!note.isEmpty())
         logs_.writeDebugPane(QStringLiteral("%1 : Node %2 - %3").arg(time()).arg(node).arg(note));
     return QStringLiteral("node %1: %2")
@@ -222,16 +223,15 @@ QString NodeCommands::showAllNodes(NodeHost::Show how) {
         const qint64 window = table_.getNodeWindow(node);
         if (window == 0)
             continue;
-        QString note;
-        if (!host_.show(window, how, &note)) {
+        if (const Result<QString> shown = host_.show(window, how); !shown) {
             const bool showing = how != NodeHost::Show::Hidden;
             reportTrap(showing ? QStringLiteral("Error Showing ALL Nodes")
                                : QStringLiteral("Error Hiding ALL Nodes"),
                        {QStringLiteral("Handle: %1").arg(window),
-                        QStringLiteral("Node: %1").arg(node), note},
+                        QStringLiteral("Node: %1").arg(node), shown.error()},
                        showing ? QStringLiteral("Error Showing ALL Nodes")
                                : QStringLiteral("Error Hiding ALL Nodes"));
-            return QStringLiteral("node %1: %2").arg(node).arg(note);
+            return QStringLiteral("node %1: %2").arg(node).arg(shown.error());
         }
         ++done;
     }
@@ -248,13 +248,17 @@ QString NodeCommands::typeKeys(Command command, int node) {
     QString why = QStringLiteral("the node has no window");
     if (window != 0) {
         // The chat needs the sysop at the node's console; booting does not.
-        QString note;
-        if (command == Command::Chat && host_.show(window, NodeHost::Show::Normal, &note) &&
-            !note.isEmpty())
-            logs_.writeDebugPane(
-                QStringLiteral("%1 : Node %2 - %3").arg(time()).arg(node).arg(note));
-        if (host_.sendKeys(window, parseSendKeys(QString::fromLatin1(what.keys)), &why))
+        if (command == Command::Chat) {
+            const Result<QString> shown = host_.show(window, NodeHost::Show::Normal);
+            if (shown && !shown->isEmpty())
+                logs_.writeDebugPane(
+                    QStringLiteral("%1 : Node %2 - %3").arg(time()).arg(node).arg(shown.value()));
+        }
+        const Result<> typed =
+            host_.sendKeys(window, parseSendKeys(QString::fromLatin1(what.keys)));
+        if (typed)
             return logged;
+        why = typed.error();
     }
     logs_.writeDebugPane(
         QStringLiteral("%1 : Node %2 cannot take keys: %3").arg(time()).arg(node).arg(why));
@@ -287,10 +291,13 @@ QString NodeCommands::bootAll() {
     const QList<KeyStroke> f10 = parseSendKeys(QStringLiteral("{F10}"));
     for (int node = 1; node <= table_.maxChannel(); ++node) {
         const qint64 window = table_.getNodeWindow(node);
-        QString why;
-        if (window != 0 && !host_.sendKeys(window, f10, &why))
-            logs_.writeDebugPane(
-                QStringLiteral("%1 : Node %2 cannot take keys: %3").arg(time()).arg(node).arg(why));
+        if (window == 0)
+            continue;
+        if (const Result<> typed = host_.sendKeys(window, f10); !typed)
+            logs_.writeDebugPane(QStringLiteral("%1 : Node %2 cannot take keys: %3")
+                                     .arg(time())
+                                     .arg(node)
+                                     .arg(typed.error()));
     }
     return logBoth(QStringLiteral("CH x All Users Booted Offline By SysOp"),
                    QStringLiteral("(*) All Users Booted Offline By SysOp"));

@@ -28,11 +28,9 @@ class WindowSnapshot final : public NodeHost {
     void launch(const Launch& request, std::function<void(const Started&)> done) override {
         host_.launch(request, std::move(done));
     }
-    bool show(qint64 handle, Show how, QString* note) override {
-        return host_.show(handle, how, note);
-    }
-    bool sendKeys(qint64 handle, const QList<KeyStroke>& keys, QString* why) override {
-        return host_.sendKeys(handle, keys, why);
+    Result<QString> show(qint64 handle, Show how) override { return host_.show(handle, how); }
+    Result<> sendKeys(qint64 handle, const QList<KeyStroke>& keys) override {
+        return host_.sendKeys(handle, keys);
     }
 
   private:

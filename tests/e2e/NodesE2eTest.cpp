@@ -58,6 +58,11 @@ class NodesE2e : public E2eTest {
         process.waitForFinished(5000);
         return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
     }
+    // The warm windows that wait for the next caller.
+    QStringList spares() const {
+        return tmux({"list-windows", "-F", "#{window_id}", "-f", "#{==:#{window_name},spare}"})
+            .split('\n', Qt::SkipEmptyParts);
+    }
     // "@id pid" of the node's window, or nothing.
     QString window(int node) const {
         return tmux({"list-windows", "-a", "-F", "#{window_id} #{pane_pid}", "-f",
@@ -186,7 +191,11 @@ TEST_F(NodesE2e, SystemTelnetClientReachesTheNode) {
 TEST_F(NodesE2e, CallersStayOnTheirNodesThroughAServerRestartOrKill) {
     ASSERT_TRUE(sandbox.startServer());
     Caller stayer, survivor;
+    // The first caller goes into the warm window, which takes his node's title.
+    ASSERT_TRUE(waitUntil([&] { return spares().size() == 1; }, 5000));
+    const QString spare = spares().first();
     ASSERT_NO_FATAL_FAILURE(logOn(stayer, 1, "Stayer"));
+    EXPECT_TRUE(window(1).startsWith(spare + ' ')) << window(1).toStdString();
     ASSERT_NO_FATAL_FAILURE(logOn(survivor, 2, "Survivor"));
     // The server goes and its caller stays on the node (the demo node takes either case); the
     // next server takes the node over with its files as they were.
@@ -211,7 +220,13 @@ TEST_F(NodesE2e, CallersStayOnTheirNodesThroughAServerRestartOrKill) {
 
     // Killed outright, likewise; the next server keeps node 2 behind the free node 1, which the
     // next caller gets, and looks after node 2 until its caller leaves.
+    const QStringList killedSpare = spares();
+    ASSERT_EQ(killedSpare.size(), 1);
     ASSERT_NO_FATAL_FAILURE(serverGoes(SIGKILL, -1, survivor, 2, "Survivor", "w"));
+    // What the killed server kept warm is neither taken for a node nor left beside the new one.
+    rowBecomes(3);
+    rowBecomes(4);
+    EXPECT_TRUE(waitUntil([&] { return spares().size() == 1 && spares() != killedSpare; }, 5000));
     Caller next;
     ASSERT_NO_FATAL_FAILURE(logOn(next, 1, "Next"));
     ASSERT_NO_FATAL_FAILURE(hangUpAndFree(survivor, 2));

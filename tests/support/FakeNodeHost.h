@@ -30,16 +30,15 @@ class FakeNodeHost : public NodeHost {
         launches.append(request);
         done(nextStart);
     }
-    bool show(qint64 handle, Show how, QString*) override {
+    Result<QString> show(qint64 handle, Show how) override {
         shown.append({handle, how});
-        return true;
+        return QString();
     }
-    bool sendKeys(qint64 handle, const QList<KeyStroke>& keys, QString* why) override {
-        *why = keysRefused;
+    Result<> sendKeys(qint64 handle, const QList<KeyStroke>& keys) override {
         if (!keysRefused.isEmpty())
-            return false;
+            return Failure{keysRefused};
         typed.append({handle, keys});
-        return true;
+        return {};
     }
     void add(const QString& title, qint64 handle, qint64 pid = 0) {
         open.append({handle, title, pid});
