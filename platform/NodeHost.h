@@ -47,7 +47,8 @@ class NodeHost {
     virtual qint64 findWindow(const QString& title) = 0;
     virtual bool isWindow(qint64 handle) = 0;
     // Asks for a fresh look without waiting for it; the answers above catch up when it comes.
-    // A host that looks afresh at every question has nothing to do here.
+    // A host that looks afresh at every question, or is told of every change, has little or
+    // nothing to do here.
     virtual void requestWindows() {}
     // Whether the host is overdue with an answer it was asked for: nodes cannot start then.
     virtual bool stalled() const { return false; }
