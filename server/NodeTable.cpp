@@ -68,8 +68,20 @@ QString NodeTable::windowTitle(int node) {
     return QStringLiteral("Node[%1] - KELDTS").arg(node);
 }
 
+QString NodeTable::tempDirectory() const {
+    constexpr int kLookUpAgainMs = 5000;
+    const QString dos = board_.sysPaths.text("temp");
+    if (dos != tempDos_ || !tempLookedUp_.isValid() || tempLookedUp_.hasExpired(kLookUpAgainMs)) {
+        tempDos_ = dos;
+        tempDirectory_ = board_.directoryPath("temp");
+        tempLookedUp_.start();
+    }
+    return tempDirectory_;
+}
+
+// Written by the server alone, always in this case, so found without a case-blind search.
 QString NodeTable::stateFilePath(int node) const {
-    return board_.filePath("temp", QStringLiteral("KELDTS.%1").arg(node));
+    return tempDirectory() + QStringLiteral("/KELDTS.%1").arg(node);
 }
 
 QString NodeTable::nodeDirectoryPath(int node) const {

@@ -4,6 +4,7 @@
 #include "data/RecordLayout.h"
 #include "platform/Result.h"
 
+#include <QElapsedTimer>
 #include <QObject>
 #include <QString>
 #include <QStringList>
@@ -72,10 +73,17 @@ class NodeTable : public QObject {
   private:
     bool deleteFilesOf(int node);
     void setRow(int index, const QString& text);
+    // The board's TEMP directory, looked up again every few seconds only: the watchdog asks for
+    // every node's state file twice a second, and a case-blind look-up of a name that is not
+    // there reads the whole directory.
+    QString tempDirectory() const;
 
     Board& board_;
     NodeHost& host_;
     LogSinks& logs_;
     QStringList rows_;
     QString listProblem_; // why CONTROL.DAT could not be opened for the list, last time
+    mutable QString tempDos_;
+    mutable QString tempDirectory_;
+    mutable QElapsedTimer tempLookedUp_;
 };
