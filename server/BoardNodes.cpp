@@ -2,7 +2,6 @@
 
 #include "server/DosCommand.h"
 
-#include "data/FileHelpers.h"
 #include "platform/DosPath.h"
 #include "platform/FileAccess.h"
 #include "platform/ProcessTree.h"
@@ -94,23 +93,18 @@ void BoardNodes::reported(const Result<>& result) {
         logs_.reportError(result.error());
 }
 
-bool BoardNodes::anyStateFile() const {
-    return filehelpers::fileExists(board_.filePath("temp", QStringLiteral("KELDTS.???")));
-}
-
 void BoardNodes::watchNodes() {
     const auto [first, last] = table_.telnetNodes();
     windows_.beginRound();
-    // Any state file, before or after adoption, may mean a row that changed.
-    bool changed = anyStateFile();
+    bool changed = false;
     for (int node = first; node <= last && board_.serverState != StateShuttingDown; ++node) {
         // Every node is looked at, whatever the gaps before it: finding a window adopts a node
         // that outlived a server, wherever it sits in the range.
         const qint64 handle = table_.getNodeWindow(node);
-        if (handle != 0)
-            changed = true;
-        if (QFile::exists(table_.stateFilePath(node)) &&
-            (handle == 0 || !windows_.isWindow(handle))) {
+        const bool started = QFile::exists(table_.stateFilePath(node));
+        // A window or a state file, before or after adoption, may mean a row that changed.
+        changed = changed || handle != 0 || started;
+        if (started && (handle == 0 || !windows_.isWindow(handle))) {
             table_.resetNodeRecord(node);
             table_.deleteNodeFiles(node);
             logs_.writeDebugPane(logs_.paneTime() +

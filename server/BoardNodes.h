@@ -34,11 +34,10 @@ class BoardNodes final : public NodeServices {
     bool hostStalled() override { return windows_.stalled(); }
 
   private:
-    // The command that starts node `node`, or an empty list with `error` set.
+    // The command that starts node `node`, or why there is none.
     Result<QStringList> nodeCommand(int node, const QString& handle);
     // Says a failure in the pane and the log; nothing else can be done about it here.
     void reported(const Result<>& result);
-    bool anyStateFile() const;
 
     Board& board_;
     BoardLogs& logs_;
