@@ -177,8 +177,7 @@ int runServer(QCoreApplication& app, SingleInstance& instance, bool headless,
     QObject::connect(&instance, &SingleInstance::trouble, &app, [&logs](const QString& text) {
         logs.writeDebugPane(logs.paneTime() + QStringLiteral(" : ") + text);
     });
-    for (const QString& problem : platform.problems)
-        logs.writeDebugPane(logs.paneTime() + QStringLiteral(" : Not understood: ") + problem);
+    server.reportPlatformProblems();
     instance.setHandler([&server](const QString& command, std::function<void()>& after) {
         return server.control(command, after);
     });

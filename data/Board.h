@@ -5,6 +5,7 @@
 #include "platform/Clock.h"
 #include "platform/Dialogs.h"
 #include "platform/PlatformSettings.h"
+#include "platform/Result.h"
 
 #include <QDate>
 #include <QDateTime>
@@ -23,6 +24,12 @@ class LogSinks {
     void reportError(const QString& text) {
         writeDebugPane(QStringLiteral("Error: ") + text);
         writeEventLog(text);
+    }
+    // Reports a failed `result`; whether it succeeded.
+    bool reported(const Result<>& result) {
+        if (!result)
+            reportError(result.error());
+        return result.ok();
     }
 };
 

@@ -337,6 +337,12 @@ void SingleInstance::admit(int fd) {
     serve(fd, process);
 }
 
+SingleInstance::Client* SingleInstance::clientOf(const QLocalSocket* socket) {
+    const auto it = std::find_if(clients_.begin(), clients_.end(),
+                                 [socket](const Client& c) { return c.socket == socket; });
+    return it == clients_.end() ? nullptr : &*it;
+}
+
 bool SingleInstance::dropLongestSilent() {
     const auto silent =
         std::find_if(clients_.begin(), clients_.end(), [](const Client& c) { return !c.heard; });
@@ -369,25 +375,20 @@ void SingleInstance::serve(int fd, pid_t process) {
     // one that has not said its line soon is not a `ctl` at all.
     QTimer::singleShot(kClientDeadlineMs, client, drop);
     QTimer::singleShot(kFirstLineMs, client, [this, client, drop] {
-        const auto it = std::find_if(clients_.begin(), clients_.end(),
-                                     [client](const Client& c) { return c.socket == client; });
-        if (it != clients_.end() && !it->heard)
+        // Gone from the list already: dropped for room, and on its way out.
+        if (const Client* c = clientOf(client); !c || !c->heard)
             drop();
     });
-    connect(client, &QLocalSocket::readyRead, this, [this, client] {
+    connect(client, &QLocalSocket::readyRead, this, [this, client, drop] {
         if (!client->canReadLine()) {
-            if (client->bytesAvailable() > kMaxCommandLength) {
-                client->abort();
-                client->deleteLater();
-            }
+            if (client->bytesAvailable() > kMaxCommandLength)
+                drop();
             return;
         }
         // One command per connection: what follows the first line is not read.
         disconnect(client, &QLocalSocket::readyRead, this, nullptr);
-        for (Client& c : clients_) {
-            if (c.socket == client)
-                c.heard = true;
-        }
+        if (Client* c = clientOf(client))
+            c->heard = true;
         const QString command = QString::fromUtf8(client->readLine(kMaxCommandLength)).trimmed();
         std::function<void()> after;
         const QString reply = handler_ ? handler_(command, after) : QStringLiteral("not ready");

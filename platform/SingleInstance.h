@@ -70,6 +70,7 @@ class SingleInstance : public QObject {
     void serve(int fd, pid_t process);
     // Closes the client that has said nothing for longest; false when every client has spoken.
     bool dropLongestSilent();
+    Client* clientOf(const QLocalSocket* socket);
     // Someone moved or removed the runtime directory, or replaced the socket: `ctl` would find
     // nobody, or someone else. The board is claimed again where `ctl` looks.
     void checkPlace();

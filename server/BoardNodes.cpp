@@ -30,7 +30,7 @@ Result<> BoardNodes::writeTcpipCfg(const QString& handle, int node, const QStrin
     Result<> written = fileaccess::writeSmall(
         board_.filePath("temp", QStringLiteral("N%1\\TCPIP.CFG").arg(node)),
         nodefiles::tcpipCfg({handle, ip, hostName, uptime}, board_.clock.now()));
-    reported(written);
+    logs_.reported(written);
     return written;
 }
 
@@ -64,7 +64,7 @@ void BoardNodes::launchNode(int node, int socketFd, const QString& handle,
         // it frees the node and logs the caller's disconnection.
         logs_.reportError(command.error());
         ::close(socketFd);
-        reported(table_.writeStateFile(node, 0, 0, 0, handle.toLongLong()));
+        logs_.reported(table_.writeStateFile(node, 0, 0, 0, handle.toLongLong()));
         done(false);
         return;
     }
@@ -83,14 +83,10 @@ void BoardNodes::launchNode(int node, int socketFd, const QString& handle,
         if (started.handle == 0)
             logs_.reportError(
                 QStringLiteral("Node %1 could not be started: %2").arg(node).arg(started.error));
-        reported(table_.writeStateFile(node, started.pid, 0, started.handle, handle.toLongLong()));
+        logs_.reported(
+            table_.writeStateFile(node, started.pid, 0, started.handle, handle.toLongLong()));
         done(started.handle != 0);
     });
-}
-
-void BoardNodes::reported(const Result<>& result) {
-    if (!result)
-        logs_.reportError(result.error());
 }
 
 void BoardNodes::watchNodes() {

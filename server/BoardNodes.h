@@ -24,8 +24,10 @@ class BoardNodes final : public NodeServices {
     void resetNodeRecord(int node) override { table_.resetNodeRecord(node); }
     qint64 nodeProcessId(int node) override { return table_.getNodeProcessId(node); }
     bool killProcessTree(qint64 pid) override;
-    void configureNodeChannel(int node) override { reported(table_.configureNodeChannel(node)); }
-    void makeNodeDirectory(int node) override { reported(table_.makeNodeDirectory(node)); }
+    void configureNodeChannel(int node) override {
+        logs_.reported(table_.configureNodeChannel(node));
+    }
+    void makeNodeDirectory(int node) override { logs_.reported(table_.makeNodeDirectory(node)); }
     Result<> writeTcpipCfg(const QString& handle, int node, const QString& ip,
                            const QString& hostName) override;
     void launchNode(int node, int socketFd, const QString& handle,
@@ -36,8 +38,6 @@ class BoardNodes final : public NodeServices {
   private:
     // The command that starts node `node`, or why there is none.
     Result<QStringList> nodeCommand(int node, const QString& handle);
-    // Says a failure in the pane and the log; nothing else can be done about it here.
-    void reported(const Result<>& result);
 
     Board& board_;
     BoardLogs& logs_;

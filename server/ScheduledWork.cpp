@@ -50,12 +50,6 @@ void ScheduledWork::reportDaily(const QString& text) {
     logs_.writeEventLog(text);
 }
 
-bool ScheduledWork::reported(const Result<>& result) {
-    if (!result)
-        logs_.reportError(result.error());
-    return result.ok();
-}
-
 void ScheduledWork::removeLeftoverBatches() {
     const QDir main(board_.directoryPath("main"));
     const QStringList files = main.entryList(QDir::Files);
@@ -74,12 +68,12 @@ bool ScheduledWork::secondTick() {
     const QString today = yymmdd(now);
     bool maintained = false;
     if (cfg.i16("dailymaint") == 1 && board_.mainConfig.text("lastdailymaint") != today) {
-        if (!reported(runDailyMaintenance()))
+        if (!logs_.reported(runDailyMaintenance()))
             return false;
         maintained = true;
     }
     if (cfg.i16("eventbatch") == 1 && cfg.text("eventbatchdate") != today &&
-        now.time().msecsSinceStartOfDay() >= 60 * 1000 && !reported(runEventBatch()))
+        now.time().msecsSinceStartOfDay() >= 60 * 1000 && !logs_.reported(runEventBatch()))
         return maintained;
     if (cfg.i16("keldevents") == 1)
         runScheduledEvents();
@@ -88,11 +82,11 @@ bool ScheduledWork::secondTick() {
 
 void ScheduledWork::minuteTick() {
     if (board_.serverConfig.i16("networktossing") == 1)
-        reported(runTossBatch());
+        logs_.reported(runTossBatch());
 }
 
 void ScheduledWork::startUp() {
-    reported(runTossBatch());
+    logs_.reported(runTossBatch());
     runScheduledEvents();
 }
 
@@ -217,7 +211,7 @@ void ScheduledWork::sweep(Dialogs& answers, std::function<void(const QString& ou
               << QStringLiteral("DEL %1\\KTSSWEEP.BAT > NUL.").arg(m) << QStringLiteral("EXIT");
         const Result<> ran = writeAndRun(QStringLiteral("KTSSWEEP.BAT"),
                                          nodefiles::crlfLines(lines), BatchRunner::Style::Normal);
-        if (!reported(ran)) {
+        if (!logs_.reported(ran)) {
             done(ran.error());
             return;
         }

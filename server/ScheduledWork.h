@@ -50,8 +50,6 @@ class ScheduledWork {
     // The style of maintenance and toss windows: minimised when event windows are shown.
     BatchRunner::Style eventWindowStyle() const;
     void reportDaily(const QString& text);
-    // Reports what the timer's handler is told: the rest of the tick is skipped.
-    bool reported(const Result<>& result);
 
     Board& board_;
     LogSinks& logs_;

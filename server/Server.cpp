@@ -168,20 +168,25 @@ void Server::reloadPlatformSettings() {
     }
     // The node host was chosen when the program started and stays for its run.
     fresh.nodeHost = board_.platform.nodeHost;
-    for (const QString& problem : std::as_const(fresh.problems))
-        logs_.writeDebugPane(logs_.paneTime() + QStringLiteral(" : Not understood: ") + problem);
     board_.platform = std::move(fresh);
+    reportPlatformProblems();
+}
+
+void Server::reportPlatformProblems() {
+    for (const QString& problem : std::as_const(board_.platform.problems))
+        logs_.writeDebugPane(logs_.paneTime() + QStringLiteral(" : Not understood: ") + problem);
+}
+
+QHostAddress Server::listenAddress() const {
+    const QString& wanted = board_.platform.listenAddress;
+    return wanted.isEmpty() ? QHostAddress(QHostAddress::Any) : QHostAddress(wanted);
 }
 
 void Server::followListenSettings() {
     if (nodes_.isNodeInUse(0))
         return;
-    const quint16 port = configuredPort();
-    const QString& wanted = board_.platform.listenAddress;
-    const bool moved =
-        listener_->serverPort() != port ||
-        listener_->serverAddress() !=
-            (wanted.isEmpty() ? QHostAddress(QHostAddress::Any) : QHostAddress(wanted));
+    const bool moved = listener_->serverPort() != configuredPort() ||
+                       listener_->serverAddress() != listenAddress();
     if (moved || !listener_->isListening())
         startListening();
 }
@@ -189,13 +194,11 @@ void Server::followListenSettings() {
 void Server::startListening() {
     listener_->close();
     const quint16 port = configuredPort();
-    const QString& wanted = board_.platform.listenAddress;
-    const QHostAddress address =
-        wanted.isEmpty() ? QHostAddress(QHostAddress::Any) : QHostAddress(wanted);
+    const QHostAddress address = listenAddress();
     if (address.isNull()) {
         notListening_ = QStringLiteral("listen=%1 in the [Server] section of KELDTS.INI is no "
                                        "address to listen on.")
-                            .arg(wanted);
+                            .arg(board_.platform.listenAddress);
         board_.dialogs.message(kErrorTitle, notListening_, MessageIcon::Exclamation);
         return;
     }

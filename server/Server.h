@@ -12,6 +12,7 @@
 #include "server/StatusPanel.h"
 #include "server/UpdateLauncher.h"
 
+#include <QHostAddress>
 #include <QObject>
 #include <QTimer>
 
@@ -74,6 +75,8 @@ class Server : public QObject {
         showText_ = std::move(show);
     }
     quint16 listeningPort() const;
+    // Says each line of KELDTS.INI that could not be understood.
+    void reportPlatformProblems();
     // The Telnet port the settings name, which KELDTS.CFG holds as a signed number.
     quint16 configuredPort() const {
         return static_cast<quint16>(board_.serverConfig.i16("telnetport"));
@@ -106,6 +109,8 @@ class Server : public QObject {
     // Reopens the listening socket when the settings moved it or it is not open, while no node
     // is in use.
     void followListenSettings();
+    // Where the settings say to listen: listen= of KELDTS.INI, or every address.
+    QHostAddress listenAddress() const;
     void setRunState(int state, const QString& paneText, const QString& logText);
     void onConnectionRequest(int socketFd);
     void onFatal(const QString& text);
